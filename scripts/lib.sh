@@ -1,0 +1,53 @@
+# Shared by the project's scripts: package installation and the build.
+
+# Debian packages the build, the tests and the tools use.
+BODYSEG_PACKAGES=(
+    build-essential cmake ninja-build pkg-config binutils python3
+    libyuv-dev libjsoncpp-dev android-liblog-dev
+    libxnnpack-dev libpthreadpool-dev libflatbuffers-dev flatbuffers-compiler
+    libgtest-dev libgmock-dev googletest libbenchmark-dev
+    libpng-dev libjpeg-dev
+)
+
+as_root() {
+    if [ "$(id -u)" -eq 0 ]; then
+        "$@"
+    elif command -v sudo >/dev/null 2>&1; then
+        sudo "$@"
+    else
+        echo "error: need root (or sudo) to run: $*" >&2
+        return 1
+    fi
+}
+
+missing_packages() {
+    local pkg
+    for pkg in "$@"; do
+        if ! dpkg-query -W -f='${Status}' "$pkg" 2>/dev/null | grep -q 'install ok installed'; then
+            echo "$pkg"
+        fi
+    done
+}
+
+# install_packages [extra packages...]: installs what is missing of the project's packages.
+install_packages() {
+    local missing
+    missing=$(missing_packages "${BODYSEG_PACKAGES[@]}" "$@")
+    if [ -n "$missing" ]; then
+        echo "== installing: $(echo $missing | tr '\n' ' ')"
+        as_root apt-get update -qq
+        # shellcheck disable=SC2086
+        as_root env DEBIAN_FRONTEND=noninteractive apt-get install -y -qq --no-install-recommends $missing
+    fi
+}
+
+# configure_and_build <build-dir> [cmake arguments...]
+configure_and_build() {
+    local dir=$1
+    shift
+    cmake -S "$here" -B "$dir" -G Ninja "$@" >"$dir.configure.log" 2>&1 || {
+        cat "$dir.configure.log" >&2
+        return 1
+    }
+    cmake --build "$dir" -j "$(nproc)"
+}

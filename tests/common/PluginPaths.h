@@ -1,0 +1,14 @@
+// Where the build put the plug-in, the stand-in libraries and the tools.
+#pragma once
+
+#include <string>
+
+namespace testsupport {
+
+std::string pluginPath();     // the built libVLAlgoCamAIBeautyBodyDetection.so
+std::string libraryDir();     // directory of every shared library the build makes
+std::string binaryDir();      // directory of the tools
+std::string sourceDir();      // the source tree
+std::string tempDir();        // a fresh directory for this test program, removed by the OS
+
+}  // namespace testsupport
