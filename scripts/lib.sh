@@ -41,13 +41,14 @@ install_packages() {
     fi
 }
 
-# configure_and_build <build-dir> [cmake arguments...]
+# configure_and_build <build-dir> [cmake arguments...]; BUILD_TARGET limits what is built.
 configure_and_build() {
     local dir=$1
     shift
-    cmake -S "$here" -B "$dir" -G Ninja "$@" >"$dir.configure.log" 2>&1 || {
-        cat "$dir.configure.log" >&2
+    mkdir -p "$dir"
+    cmake -S "$here" -B "$dir" -G Ninja "$@" >"$dir/configure.log" 2>&1 || {
+        cat "$dir/configure.log" >&2
         return 1
     }
-    cmake --build "$dir" -j "$(nproc)"
+    cmake --build "$dir" -j "$(nproc)" ${BUILD_TARGET:+--target "$BUILD_TARGET"}
 }

@@ -20,7 +20,7 @@ run_suite plain "$here/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
 ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:halt_on_error=1 \
     run_suite asan-ubsan "$here/build-asan" -DCMAKE_BUILD_TYPE=Debug \
     -DBODYSEG_SANITIZE=address-undefined -DBODYSEG_BUILD_BENCH=OFF -DBODYSEG_BUILD_TOOLS=ON
-CTEST_ARGS="-L concurrency" TSAN_OPTIONS=halt_on_error=1 \
+BUILD_TARGET=concurrency_tests CTEST_ARGS="-L concurrency" TSAN_OPTIONS=halt_on_error=1 \
     run_suite tsan "$here/build-tsan" -DCMAKE_BUILD_TYPE=Debug \
     -DBODYSEG_SANITIZE=thread -DBODYSEG_BUILD_BENCH=OFF -DBODYSEG_BUILD_TOOLS=OFF
 echo "== all suites passed"
