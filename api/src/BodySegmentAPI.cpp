@@ -34,6 +34,11 @@ extern "C" KAVO_EXPORT int getAlgoAPI(BodySegAlgoAPI* table) {
     table->getVersion = bodysegment::getVersion;
     table->setLogLevel = bodysegment::setLogLevel;
     table->statusToString = statusToString;
+    table->algoInitHandle = bodysegment::algoInitHandle;
+    table->setParameters = bodysegment::setParameters;
+    table->getParameters = bodysegment::getParameters;
+    table->processImage = bodysegment::processImage;
+    table->releaseHandle = bodysegment::releaseHandle;
     KAVO_LOGI("get body segment api success");
     KAVO_TRACE_EXIT();
     return SDK_SUCCESS;
@@ -48,6 +53,9 @@ extern "C" KAVO_EXPORT int get_algo_api(BodySegAlgoAPIV1* table) {
     }
     table->getVersion = bodysegment::getVersion;
     table->setLogLevel = bodysegment::setLogLevel;
+    table->algoInitHandle = bodysegment::algoInitHandle;
+    table->processImage = bodysegment::processImageV1;
+    table->releaseHandle = bodysegment::releaseHandle;
     KAVO_LOGI("get body segment api success");
     KAVO_TRACE_EXIT();
     return SDK_SUCCESS;
