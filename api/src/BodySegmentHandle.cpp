@@ -7,7 +7,7 @@
 
 #include "ALGOGalloc.h"
 #include "ALGONativeGalloc.h"
-#include "BodySegFty.h"
+#include "FactorySelection.h"
 #include "BodySegmentEntries.h"
 #include "BodySegmentFunc.h"
 #include "BodySegmentState.h"
@@ -28,24 +28,6 @@ namespace {
 
 constexpr const char* kLogLevelProperty = "persist.camera.algo.aibeautybodydetect.loglvl";
 constexpr int kMemTraceMode = 256;
-constexpr int kAiSdkNeuropilot = 0;
-constexpr int kAiSdkNeuronRuntime = 1;
-
-// The factory named by the configuration's runtime, registered with the memory accounting; null
-// for a runtime this build does not know.
-ModelImpFtyBase* createFactory(int aiSdkDef) {
-    ModelImpFtyBase* factory = nullptr;
-    if (aiSdkDef == kAiSdkNeuronRuntime) {
-        factory = new (std::nothrow) BodySegNeuronFty;
-        if (factory) kavo::Native::create(factory, sizeof(BodySegNeuronFty), __FILE__, __LINE__);
-    } else if (aiSdkDef == kAiSdkNeuropilot) {
-        factory = new (std::nothrow) BodySegNeuropilotFty;
-        if (factory)
-            kavo::Native::create(factory, sizeof(BodySegNeuropilotFty), __FILE__, __LINE__);
-    }
-    return factory;
-}
-
 // The working buffers, in table order; false when the record itself could not be made.
 bool allocateGlobalMemory() {
     s_body_segment_global_memory = static_cast<s_body_segment_global_memory_t*>(
@@ -56,7 +38,8 @@ bool allocateGlobalMemory() {
     }
     KAVO_LOGI("s_ai_body_segment _memory_t new success");
     s_body_segment_global_memory_t& mem = *s_body_segment_global_memory;
-    mem.scaled = static_cast<unsigned char*>(kavo::Native::malloc(kScaledBytes, __FILE__, __LINE__));
+    mem.scaled =
+        static_cast<unsigned char*>(kavo::Native::malloc(kScaledBytes, __FILE__, __LINE__));
     mem.rotated =
         static_cast<unsigned char*>(kavo::Native::malloc(kRotatedBytes, __FILE__, __LINE__));
     mem.net_input =
@@ -67,7 +50,8 @@ bool allocateGlobalMemory() {
 }
 
 void freeTracked(unsigned char*& p) {
-    if (p == nullptr) return;
+    if (p == nullptr)
+        return;
     KAVO_UNTRACK(p);
     std::free(p);
     p = nullptr;
@@ -132,8 +116,8 @@ int algoInitHandleV1(void** handle, void* param) {
     KAVO_LOGI("delayedPowerOffTime:%d", modelCfg.qos_options.delayedPowerOffTime);
 
     if (generalCfg.decrption) {
-        s_body_segment_decryption_buffer = static_cast<unsigned char*>(
-            kavo::Native::malloc(model.model_size, __FILE__, __LINE__));
+        s_body_segment_decryption_buffer =
+            static_cast<unsigned char*>(kavo::Native::malloc(model.model_size, __FILE__, __LINE__));
         const int sparsed = assist::model_parse(const_cast<void*>(model.model_data),
                                                 static_cast<long>(model.model_size),
                                                 s_body_segment_decryption_buffer);
@@ -145,7 +129,7 @@ int algoInitHandleV1(void** handle, void* param) {
         }
     }
 
-    s_body_segment_model_imp_fty = createFactory(generalCfg.ai_sdk_def);
+    s_body_segment_model_imp_fty = createModelImpFactory(generalCfg.ai_sdk_def);
     ModelImpBase* engine = s_body_segment_model_imp_fty
                                ? s_body_segment_model_imp_fty->CreateModelImp(modelCfg)
                                : nullptr;
@@ -160,7 +144,8 @@ int algoInitHandleV1(void** handle, void* param) {
     *handle = engine;
     KAVO_LOGI("init algo handle success");
 
-    if (s_body_segment_global_memory == nullptr && !allocateGlobalMemory()) return SDK_FAILURE;
+    if (s_body_segment_global_memory == nullptr && !allocateGlobalMemory())
+        return SDK_FAILURE;
 
     time_end(&initTime, "init time");
     return SDK_SUCCESS;

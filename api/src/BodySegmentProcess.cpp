@@ -24,7 +24,8 @@ constexpr int kUint8DataType = 2;
 // Background stays 0 and model label k becomes k + 1 (eight-bit, so 255 wraps to 0).
 void redistributeLabels(unsigned char* mask, unsigned size) {
     for (unsigned i = 0; i < size; ++i) {
-        if (mask[i] != 0) mask[i] = static_cast<unsigned char>(mask[i] + 1);
+        if (mask[i] != 0)
+            mask[i] = static_cast<unsigned char>(mask[i] + 1);
     }
 }
 
@@ -51,11 +52,13 @@ bool frameGeometryIsSound(const Image& in) {
     const bool badData = in.data == nullptr;
     const long long frameBytes = static_cast<long long>(in.stride) * in.scan * 3 / 2;
     const bool badSize = !badStride && !badScan && frameBytes > INT32_MAX;
-    if (!(badWidth || badHeight || badStride || badScan || badData || badSize)) return true;
-    KAVO_LOGE("frame refused, bad fields:%s%s%s%s%s%s (width_%d height_%d stride_%d scan_%d data_%p)",
-              badWidth ? " width" : "", badHeight ? " height" : "", badStride ? " stride" : "",
-              badScan ? " scan" : "", badData ? " data" : "", badSize ? " stride*scan" : "",
-              in.width, in.height, in.stride, in.scan, static_cast<void*>(in.data));
+    if (!(badWidth || badHeight || badStride || badScan || badData || badSize))
+        return true;
+    KAVO_LOGE(
+        "frame refused, bad fields:%s%s%s%s%s%s (width_%d height_%d stride_%d scan_%d data_%p)",
+        badWidth ? " width" : "", badHeight ? " height" : "", badStride ? " stride" : "",
+        badScan ? " scan" : "", badData ? " data" : "", badSize ? " stride*scan" : "", in.width,
+        in.height, in.stride, in.scan, static_cast<void*>(in.data));
     return false;
 }
 
@@ -73,8 +76,7 @@ int processImage(void* handle, InputImage* in, Image* out, void* reserved0, void
     return result;
 }
 
-int processImageV1(void* handle, Image* in, Image* out, void* /*reserved0*/,
-                   void* /*reserved1*/) {
+int processImageV1(void* handle, Image* in, Image* out, void* /*reserved0*/, void* /*reserved1*/) {
     KAVO_TRACE_ENTRY();
     if (handle == nullptr) {
         KAVO_LOGE("algo handle is nullptr");
@@ -88,7 +90,8 @@ int processImageV1(void* handle, Image* in, Image* out, void* /*reserved0*/,
                   static_cast<void*>(s_body_segment_global_memory));
         return SDK_FAILURE;
     }
-    if (!frameGeometryIsSound(*in)) return SDK_FAILURE;
+    if (!frameGeometryIsSound(*in))
+        return SDK_FAILURE;
     ModelImpBase* engine = static_cast<ModelImpBase*>(handle);
 
     Settings settings;
@@ -102,7 +105,8 @@ int processImageV1(void* handle, Image* in, Image* out, void* /*reserved0*/,
     const int frameBytes = in->stride * in->scan * 3 / 2;
     unsigned char* tmpI420 = static_cast<unsigned char*>(
         kavo::Native::malloc(static_cast<uint32_t>(frameBytes), __FILE__, __LINE__));
-    if (tmpI420 == nullptr) return SDK_FAILURE;  // Native::malloc wrote the ERROR line
+    if (tmpI420 == nullptr)
+        return SDK_FAILURE;  // Native::malloc wrote the ERROR line
     const s_body_segment_global_memory_t& mem = *s_body_segment_global_memory;
 
     unsigned long long stopwatch = 0;
@@ -115,8 +119,8 @@ int processImageV1(void* handle, Image* in, Image* out, void* /*reserved0*/,
     const int inputType = engine->GetInputDataType();
     KAVO_LOGI("InputDataType:%d", inputType);
     if (inputType == kNeuronDataType || inputType == kUint8DataType) {
-        const unsigned inputBytes = static_cast<unsigned>(settings.net_width * settings.net_height *
-                                                          settings.channels);
+        const unsigned inputBytes =
+            static_cast<unsigned>(settings.net_width * settings.net_height * settings.channels);
         if (!engine->Inference(mem.net_input, inputBytes, mem.net_output)) {
             pre -= 1;
             KAVO_LOGE("pBodySegmentEngine Inference failed");

@@ -19,10 +19,10 @@ struct s_body_segment_global_memory_t {
 constexpr unsigned kNetWidth = 342;
 constexpr unsigned kNetHeight = 456;
 constexpr unsigned kNetChannels = 3;
-constexpr unsigned kScaledBytes = kNetWidth * kNetHeight * 3 / 2;       // 233928
-constexpr unsigned kRotatedBytes = kScaledBytes;                        // 233928
+constexpr unsigned kScaledBytes = kNetWidth * kNetHeight * 3 / 2;           // 233928
+constexpr unsigned kRotatedBytes = kScaledBytes;                            // 233928
 constexpr unsigned kNetInputBytes = kNetWidth * kNetHeight * kNetChannels;  // 467856
-constexpr unsigned kNetOutputBytes = kNetWidth * kNetHeight;            // 155952
+constexpr unsigned kNetOutputBytes = kNetWidth * kNetHeight;                // 155952
 
 extern unsigned char* s_body_segment_decryption_buffer;
 extern ModelImpFtyBase* s_body_segment_model_imp_fty;

@@ -13,7 +13,8 @@ std::vector<LogLine>* gLines = nullptr;
 
 void captureLine(const struct __android_logger_data* data, const char* message) {
     std::lock_guard<std::mutex> guard(gLock);
-    if (gLines != nullptr) gLines->push_back({data->priority, data->tag ? data->tag : "", message});
+    if (gLines != nullptr)
+        gLines->push_back({data->priority, data->tag ? data->tag : "", message});
 }
 
 }  // namespace
@@ -42,14 +43,16 @@ std::vector<LogLine> LogCapture::lines() const {
 std::vector<LogLine> LogCapture::matching(const std::string& needle) const {
     std::vector<LogLine> found;
     for (const LogLine& line : lines()) {
-        if (line.text.find(needle) != std::string::npos) found.push_back(line);
+        if (line.text.find(needle) != std::string::npos)
+            found.push_back(line);
     }
     return found;
 }
 
 size_t LogCapture::errorCount() const {
     size_t count = 0;
-    for (const LogLine& line : lines()) count += line.priority == ANDROID_LOG_ERROR;
+    for (const LogLine& line : lines())
+        count += line.priority == ANDROID_LOG_ERROR;
     return count;
 }
 

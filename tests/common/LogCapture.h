@@ -14,7 +14,7 @@ struct LogLine {
 };
 
 class LogCapture {
-public:
+  public:
     LogCapture();
     ~LogCapture();
     LogCapture(const LogCapture&) = delete;

@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "BodySegmentFunc.h"
-#include "LogExpect.h"
+#include "VerboseLog.h"
 #include "PluginPaths.h"
 
 namespace functest {

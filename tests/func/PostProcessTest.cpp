@@ -5,7 +5,7 @@
 #include <string>
 #include <vector>
 
-#include "LogExpect.h"
+#include "VerboseLog.h"
 #include "PipelineRunner.h"
 
 namespace functest {

@@ -7,7 +7,7 @@
 #include <vector>
 
 #include "FrameBuilder.h"
-#include "LogExpect.h"
+#include "VerboseLog.h"
 #include "PipelineRunner.h"
 
 namespace functest {

@@ -6,7 +6,7 @@
 #include <string>
 
 #include "BodySegmentFunc.h"
-#include "LogExpect.h"
+#include "VerboseLog.h"
 
 namespace functest {
 namespace {

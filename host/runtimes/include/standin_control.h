@@ -1,13 +1,19 @@
 /* Control interface of the stand-in vendor runtimes (libtflite_mtk.so, libtflite_mtk_static.so,
  * libtflite_mtk_static_R.so, libneuron_runtime.6.so). Each library exports these functions
  * beside its vendor functions and keeps its own state; a test reaches them with dlsym on the
- * handle of the library it means (StandinClient.h does that).
+ * handle of the library it means.
+ *
+ * Two ways of running a model, chosen when an interpreter or runtime instance is created, by the
+ * system property "vendor.standin.runtime.mode":
+ *   "script"           the tensors of the script below; the model bytes are read and recorded but
+ *                      not interpreted, and every run writes the scripted output;
+ *   unset or "engine"  the real CPU engine runs the TFLite model (what a workstation user wants).
  *
  * State of one library: what the backend passed (records), a call counter per vendor function,
  * a failure status per vendor function, the tensor script (byte size and element type of the one
- * input and the one output tensor) and the output pattern. Records and counters start empty, no
- * call fails, the script is a 467856-byte uint8 input and a 623808-byte int32 output (the network
- * geometry of the product), and the pattern is empty (outputs read as zeros).
+ * input and the one output tensor) and the output script. Records and counters start empty, no
+ * call fails, the tensors are a 467856-byte uint8 input and a 623808-byte int32 output (the
+ * network geometry of the product), and the output is all zeros.
  */
 #ifndef STANDIN_CONTROL_H
 #define STANDIN_CONTROL_H
@@ -18,6 +24,10 @@
 #ifdef __cplusplus
 extern "C" {
 #endif
+
+/* The property that selects script or engine mode, and its script value. */
+#define STANDIN_MODE_PROPERTY "vendor.standin.runtime.mode"
+#define STANDIN_MODE_SCRIPT "script"
 
 /* Back to the initial state described above. Live objects stay alive and counted. */
 void standin_reset(void);
@@ -35,23 +45,29 @@ int standin_call_count(const char* symbol);
  * 2 uint8, 3 int32, others as given) and is what the TFLite stand-in reports. */
 void standin_set_tensor(uint32_t direction, uint32_t byte_size, uint32_t type);
 
-/* Every run fills the output tensor with these bytes, repeated from the start of the pattern
- * until the tensor is full (cut short at its end); an empty pattern gives zeros. Takes effect for
- * live models too. */
+/* Every scripted run fills the output tensor with these bytes, repeated from the start of the
+ * pattern until the tensor is full (cut short at its end); an empty pattern gives zeros. Takes
+ * effect for live models too, and ends an echo. */
 void standin_set_output_pattern(const void* bytes, size_t size);
+
+/* Every scripted run makes output element i (its size given by the output type: 1 byte for uint8,
+ * 4 for float32 and int32 and every other type) the input byte at i * step + offset, as a number
+ * of the output's type; elements past the end of the input are 0. Lets a test predict the output
+ * from the input. Takes effect for live models too, and ends a pattern. */
+void standin_set_output_echo(uint32_t step, uint32_t offset);
 
 /* Whole-number records and live object counts. Returns 1 and stores the value when `key` was
  * recorded since the last reset (live counts are always recorded), else 0. Keys:
  *   TFLite:  "acceleration_mode", "use_ion", "no_supported_operation_check", "preference",
  *            "allow_fp16", "model_size", "input_bytes", "output_bytes", "live_options",
- *            "live_interpreters"
+ *            "live_interpreters", "runs"
  *   Neuron:  "device_kind", "mdla_core_option", "qos_preference", "qos_priority",
  *            "qos_boost_value", "qos_delayed_power_off_time", "model_size", "input_bytes",
  *            "output_bytes", "input_address", "input_attribute", "output_attribute",
- *            "live_runtimes"
+ *            "live_runtimes", "runs"
  * Flags read 0 or 1; "model_size" is the byte count of the model loaded last (file or bytes);
  * "input_bytes"/"output_bytes" the counts of the last copy or binding; "input_address" the
- * address the last input binding pointed to. */
+ * address the last input binding pointed to; "runs" the completed runs. */
 int standin_recorded_int(const char* key, int64_t* value);
 
 /* Byte and text records: copies up to `capacity` bytes into `dst` (which may be null for a size

@@ -8,14 +8,15 @@
 #include <string>
 
 #include "LogCapture.h"
-#include "LogPrintf.h"
 
-namespace functest {
+namespace testsupport {
 
 inline std::string levelWord(int priority) {
     switch (priority) {
         case ANDROID_LOG_ERROR:
             return "[ERROR]";
+        case ANDROID_LOG_WARN:
+            return "[WARING]";
         case ANDROID_LOG_INFO:
             return "[INFO]";
         case ANDROID_LOG_DEBUG:
@@ -25,14 +26,14 @@ inline std::string levelWord(int priority) {
     }
 }
 
-inline ::testing::AssertionResult loggedOnce(const testsupport::LogCapture& log, int priority,
+inline ::testing::AssertionResult loggedOnce(const LogCapture& log, int priority,
                                              const std::string& function,
                                              const std::string& message) {
     const std::string head = levelWord(priority) + " [KAVO] [";
     const std::string tail = function + "() " + message;
     int count = 0;
     std::string seen;
-    for (const testsupport::LogLine& line : log.lines()) {
+    for (const LogLine& line : log.lines()) {
         seen += "\n  " + std::to_string(line.priority) + " " + line.text;
         const bool ends = line.text.size() >= tail.size() &&
                           line.text.compare(line.text.size() - tail.size(), tail.size(), tail) == 0;
@@ -47,13 +48,4 @@ inline ::testing::AssertionResult loggedOnce(const testsupport::LogCapture& log,
            << count << " lines " << levelWord(priority) << " ... " << tail << "; log:" << seen;
 }
 
-// Opens the INFO and DEBUG levels for one test and puts the mask back to errors only.
-class VerboseLog {
-  public:
-    VerboseLog() { kavo::LogPrintf::setLogStatus(15); }
-    ~VerboseLog() { kavo::LogPrintf::setLogStatus(1); }
-    VerboseLog(const VerboseLog&) = delete;
-    VerboseLog& operator=(const VerboseLog&) = delete;
-};
-
-}  // namespace functest
+}  // namespace testsupport

@@ -1,0 +1,136 @@
+#include "CameraHost.h"
+
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <fstream>
+#include <random>
+
+#include "AssistTestSupport.h"
+#include "PluginPaths.h"
+
+namespace e2e {
+
+const char* runtimeName(Runtime runtime) {
+    return runtime == Runtime::Neuropilot ? "Neuropilot" : "NeuronRuntime";
+}
+
+const char* sourceName(ModelSource source) {
+    return source == ModelSource::DecryptedBuffer ? "DecryptedBuffer" : "File";
+}
+
+const char* tableName(Table table) {
+    return table == Table::AlgoAPI ? "getAlgoAPI" : "get_algo_api";
+}
+
+const Plugin& plugin() {
+    static const Plugin loaded = [] {
+        Plugin p{};
+        void* so = dlopen(testsupport::pluginPath().c_str(), RTLD_NOW | RTLD_LOCAL);
+        if (so == nullptr) {
+            ADD_FAILURE() << "cannot load the plug-in: " << dlerror();
+            return p;
+        }
+        auto getAlgoAPI = reinterpret_cast<int (*)(BodySegAlgoAPI*)>(dlsym(so, "getAlgoAPI"));
+        auto getAlgoApiV1 = reinterpret_cast<int (*)(BodySegAlgoAPIV1*)>(dlsym(so, "get_algo_api"));
+        EXPECT_EQ(getAlgoAPI(&p.api), 0);
+        EXPECT_EQ(getAlgoApiV1(&p.apiV1), 0);
+        return p;
+    }();
+    return loaded;
+}
+
+const testsupport::StandinClient& standin(Runtime runtime) {
+    static const testsupport::StandinClient neuropilot(testsupport::standinDir(),
+                                                       "libtflite_mtk.so");
+    static const testsupport::StandinClient neuron(testsupport::standinDir(),
+                                                   "libneuron_runtime.6.so");
+    const testsupport::StandinClient& chosen = runtime == Runtime::Neuropilot ? neuropilot : neuron;
+    chosen.reset();
+    return chosen;
+}
+
+int initHandle(Table table, void** handle, void* param) {
+    return table == Table::AlgoAPI ? plugin().api.algoInitHandle(handle, param)
+                                   : plugin().apiV1.algoInitHandle(handle, param);
+}
+
+int processFrame(Table table, void* handle, Image* in, Image* out) {
+    if (table == Table::AlgoAPIV1)
+        return plugin().apiV1.processImage(handle, in, out, nullptr, nullptr);
+    InputImage wrapped{in};
+    return plugin().api.processImage(handle, &wrapped, out, nullptr, nullptr);
+}
+
+int releaseHandle(Table table, void* handle) {
+    return table == Table::AlgoAPI ? plugin().api.releaseHandle(handle, nullptr)
+                                   : plugin().apiV1.releaseHandle(handle, nullptr);
+}
+
+std::vector<uint8_t> plainModel(size_t size) {
+    std::vector<uint8_t> model(size);
+    std::mt19937 random(size);
+    for (uint8_t& byte : model)
+        byte = static_cast<uint8_t>(random());
+    if (size >= 8)
+        std::copy_n("TFL3", 4, model.begin() + 4);
+    return model;
+}
+
+std::vector<uint8_t> encryptedModel(const std::vector<uint8_t>& plain) {
+    return assisttest::encryptModel(plain);
+}
+
+std::string writeFile(const std::string& name, const std::vector<uint8_t>& bytes) {
+    const std::string path = testsupport::tempDir() + "/" + name;
+    std::ofstream(path, std::ios::binary | std::ios::trunc)
+        .write(reinterpret_cast<const char*>(bytes.data()),
+               static_cast<std::streamsize>(bytes.size()));
+    return path;
+}
+
+std::string writeConfig(Runtime runtime, bool decrypt, const std::string& extra) {
+    const std::string sdk = runtimeName(runtime);
+    const std::string options =
+        runtime == Runtime::Neuropilot
+            ? R"("AccelerationMode": "NP_ACCELERATION_NEURON", "AcceleratorName": "mtk-neuron",
+                 "ExecutionPreference": "kSustainedSpeed")"
+            : R"("DeviceKind": "kEnvOptHardware", "MDLACoreOption": "Auto",
+                 "RuntimeAPIQoSPreference": "NEURONRUNTIME_PREFER_PERFORMANCE",
+                 "RuntimeAPIQoSPriority": "NEURONRUNTIME_PRIORITY_HIGH",
+                 "RuntimeAPIQoSBoostValue": "NEURONRUNTIME_BOOSTVALUE_MAX")";
+    const std::string json =
+        R"({"Module": "BodySegmentation", "Product": "P1", "Platform": "MTK",
+        "AISDK": ")" +
+        sdk + R"(", "ParamGroup": [{"Product": "P1", "Platform": "MTK", "AISDK": ")" + sdk +
+        R"(", )" + options + R"(, "Decrption": )" + (decrypt ? "true" : "false") + extra + "}]}";
+    static int counter = 0;
+    return writeFile("config-" + std::to_string(counter++) + ".json",
+                     std::vector<uint8_t>(json.begin(), json.end()));
+}
+
+InitBlock::InitBlock(const std::string& configPath, const std::string& modelPath,
+                     std::vector<uint8_t> modelBytes)
+    : configPath_(configPath),
+      modelPath_(modelPath),
+      cacheDir_(testsupport::tempDir() + "/cache"),
+      modelBytes_(std::move(modelBytes)),
+      desc_{},
+      param_{} {
+    desc_.model_path = modelPath_.c_str();
+    desc_.model_data = modelBytes_.data();
+    desc_.model_size = static_cast<uint32_t>(modelBytes_.size());
+    desc_.cache_dir = cacheDir_.c_str();
+    param_.model = &desc_;
+    param_.config_path = configPath_.c_str();
+}
+
+bool MaskImage::spareUntouched() const {
+    for (size_t i = BODYSEG_MASK_BYTES; i < bytes.size(); ++i) {
+        if (bytes[i] != kCanary)
+            return false;
+    }
+    return true;
+}
+
+}  // namespace e2e

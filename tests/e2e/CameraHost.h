@@ -1,0 +1,80 @@
+// The test's camera host: the built plug-in loaded with dlopen and reached only through the two
+// tables it hands out, the stand-in runtimes made available the way a phone image provides them,
+// and the files a host hands over at init (configuration, model).
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <vector>
+
+#include "BodySegmentAPI.h"
+#include "StandinClient.h"
+
+namespace e2e {
+
+enum class Runtime { Neuropilot, Neuron };
+enum class ModelSource { DecryptedBuffer, File };
+enum class Table { AlgoAPI, AlgoAPIV1 };
+
+const char* runtimeName(Runtime runtime);
+const char* sourceName(ModelSource source);
+const char* tableName(Table table);
+
+// The plug-in, loaded once per process; the tables it filled.
+struct Plugin {
+    BodySegAlgoAPI api;
+    BodySegAlgoAPIV1 apiV1;
+};
+const Plugin& plugin();
+
+// The stand-in of `runtime`, loaded once per process and reset to the default script.
+const testsupport::StandinClient& standin(Runtime runtime);
+
+// Through the chosen table: init, one frame, release. `processImage` of getAlgoAPI takes an
+// InputImage, that of get_algo_api the Image itself.
+int initHandle(Table table, void** handle, void* param);
+int processFrame(Table table, void* handle, Image* in, Image* out);
+int releaseHandle(Table table, void* handle);
+
+// A plain model of `size` bytes (the TFLite identifier at offset 4, the rest pseudo-random) and
+// its partially encrypted form as the model packer writes it.
+std::vector<uint8_t> plainModel(size_t size = 8192);
+std::vector<uint8_t> encryptedModel(const std::vector<uint8_t>& plain);
+
+// A configuration file for `runtime` with "Decrption" as given; `extra` is appended inside the
+// selected group. Returns its path.
+std::string writeConfig(Runtime runtime, bool decrypt, const std::string& extra = "");
+std::string writeFile(const std::string& name, const std::vector<uint8_t>& bytes);
+
+// The initialisation block and the model descriptor, with the storage they point into.
+class InitBlock {
+  public:
+    // The model bytes as the host read them from `modelPath` (the host keeps them alive).
+    InitBlock(const std::string& configPath, const std::string& modelPath,
+              std::vector<uint8_t> modelBytes);
+    // The descriptor points into the members: an InitBlock stays where it was made.
+    InitBlock(const InitBlock&) = delete;
+    InitBlock& operator=(const InitBlock&) = delete;
+    void* param() { return &param_; }
+    BodySegModelDesc& descriptor() { return desc_; }
+
+  private:
+    std::string configPath_;
+    std::string modelPath_;
+    std::string cacheDir_;
+    std::vector<uint8_t> modelBytes_;
+    BodySegModelDesc desc_;
+    BodySegInitParam param_;
+};
+
+// The host's output image: a mask buffer with room to spare, the spare bytes set to a canary.
+struct MaskImage {
+    static constexpr uint8_t kCanary = 0xA5;
+    static constexpr size_t kSpare = 4096;
+    std::vector<uint8_t> bytes = std::vector<uint8_t>(BODYSEG_MASK_BYTES + kSpare, kCanary);
+    Image image{};
+    MaskImage() { image.data = bytes.data(); }
+    bool spareUntouched() const;
+};
+
+}  // namespace e2e
