@@ -20,8 +20,10 @@ struct Comparison {
 class RatioReporter : public benchmark::ConsoleReporter {
   public:
     void ReportRuns(const std::vector<Run>& runs) override;
-    // Prints the table; rows whose benchmarks were filtered out are skipped.
-    void printTable(const std::vector<Comparison>& rows) const;
+    // Prints the table; rows whose benchmarks were filtered out are skipped. The titles name the
+    // measured and the reference columns.
+    void printTable(const std::vector<Comparison>& rows, const char* measuredTitle = "function",
+                    const char* referenceTitle = "bare libyuv") const;
 
   private:
     double median(const std::string& name) const;

@@ -1,0 +1,154 @@
+// One whole processImage through the loaded plug-in, with the scripted stand-in runtime standing
+// for a zero-cost engine, beside the bare pre- and post-processing calls it makes, measured in
+// the same run: the ratio is the plug-in's own overhead per frame (temporary buffer, inference
+// plumbing, label shift, logging with the mask at errors only).
+#include <benchmark/benchmark.h>
+#include <dlfcn.h>
+#include <sys/system_properties.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "BodySegmentAPI.h"
+#include "BodySegmentFunc.h"
+#include "RatioReporter.h"
+#include "standin_control.h"
+
+namespace {
+
+struct FrameCase {
+    const char* label;
+    int width;
+    int height;
+    int stride;
+    int scan;
+};
+
+const FrameCase kFrames[] = {
+    {"1920x1080", 1920, 1080, 1920, 1088},
+    {"3280x2464 stride 3328", 3280, 2464, 3328, 2464},
+};
+
+std::vector<uint8_t> testFrame(const FrameCase& f) {
+    std::vector<uint8_t> frame(static_cast<size_t>(f.stride) * f.scan * 3 / 2);
+    for (size_t i = 0; i < frame.size(); ++i)
+        frame[i] = static_cast<uint8_t>(i * 131 >> 4);
+    return frame;
+}
+
+// The plug-in with a live handle on the scripted NeuroPilot stand-in.
+class LoadedPlugin {
+  public:
+    LoadedPlugin() {
+        __system_property_set(STANDIN_MODE_PROPERTY, STANDIN_MODE_SCRIPT);
+        if (dlopen(BODYSEG_STANDIN_DIR "/libtflite_mtk.so", RTLD_NOW | RTLD_GLOBAL) == nullptr ||
+            (plugin_ = dlopen(BODYSEG_PLUGIN_PATH, RTLD_NOW | RTLD_LOCAL)) == nullptr) {
+            std::fprintf(stderr, "cannot load: %s\n", dlerror());
+            std::exit(1);
+        }
+        reinterpret_cast<int (*)(BodySegAlgoAPI*)>(dlsym(plugin_, "getAlgoAPI"))(&api_);
+        config_ = tempPath("bench.json");
+        std::ofstream(config_) << R"({"Product": "P", "Platform": "MTK", "AISDK": "Neuropilot",
+            "ParamGroup": [{"Product": "P", "Platform": "MTK", "AISDK": "Neuropilot"}]})";
+        model_ = tempPath("bench.tflite");
+        std::ofstream(model_) << std::string(4096, 'm');
+        desc_.model_path = model_.c_str();
+        desc_.cache_dir = "/tmp";
+        param_.model = &desc_;
+        param_.config_path = config_.c_str();
+        if (api_.algoInitHandle(&handle_, &param_) != 0) {
+            std::fprintf(stderr, "init failed\n");
+            std::exit(1);
+        }
+        api_.setLogLevel(1);
+    }
+    ~LoadedPlugin() { api_.releaseHandle(handle_, nullptr); }
+
+    int process(Image* in, Image* out) {
+        InputImage wrapped{in};
+        return api_.processImage(handle_, &wrapped, out, nullptr, nullptr);
+    }
+
+  private:
+    static std::string tempPath(const char* name) {
+        const char* dir = std::getenv("TMPDIR");
+        return std::string(dir != nullptr ? dir : "/tmp") + "/" + name;
+    }
+
+    void* plugin_ = nullptr;
+    BodySegAlgoAPI api_{};
+    std::string config_;
+    std::string model_;
+    BodySegModelDesc desc_{};
+    BodySegInitParam param_{};
+    void* handle_ = nullptr;
+};
+
+LoadedPlugin& plugin() {
+    static LoadedPlugin* loaded = new LoadedPlugin;
+    return *loaded;
+}
+
+void wholeFrame(benchmark::State& state, const FrameCase& f) {
+    std::vector<uint8_t> frame = testFrame(f);
+    std::vector<uint8_t> mask(BODYSEG_MASK_BYTES);
+    Image in{};
+    in.orientation = 90;
+    in.image_type = BODYSEG_IMAGE_NV21;
+    in.width = f.width;
+    in.height = f.height;
+    in.stride = f.stride;
+    in.scan = f.scan;
+    in.data = frame.data();
+    Image out{};
+    out.data = mask.data();
+    for (auto _ : state) {
+        if (plugin().process(&in, &out) != 0)
+            state.SkipWithError("processImage failed");
+        benchmark::ClobberMemory();
+    }
+}
+
+// The pre- and post-processing of the same frame with caller-owned buffers, nothing else.
+void prePost(benchmark::State& state, const FrameCase& f) {
+    constexpr size_t kNetPixels = 342 * 456;
+    std::vector<uint8_t> frame = testFrame(f);
+    std::vector<uint8_t> tmp(frame.size()), scaled(kNetPixels * 3 / 2), rotated(kNetPixels * 3 / 2),
+        tensor(kNetPixels * 3), labels(kNetPixels), mask(kNetPixels);
+    bodysegment::Settings s;
+    s.stride = f.stride;
+    s.scan = f.scan;
+    s.width = f.width;
+    s.height = f.height;
+    s.orientation = 90;
+    s.image_type = 5;
+    for (auto _ : state) {
+        benchmark::DoNotOptimize(bodysegment::pre_process_bodysegment(
+            frame.data(), tensor.data(), tmp.data(), scaled.data(), rotated.data(), &s));
+        benchmark::DoNotOptimize(
+            bodysegment::post_process_bodysegment(mask.data(), labels.data(), &s));
+        benchmark::ClobberMemory();
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::vector<funcbench::Comparison> rows;
+    for (const FrameCase& f : kFrames) {
+        const std::string whole = std::string("processImage/") + f.label;
+        const std::string bare = std::string("pre+post/") + f.label;
+        benchmark::RegisterBenchmark(whole.c_str(), wholeFrame, f)->Unit(benchmark::kMicrosecond);
+        benchmark::RegisterBenchmark(bare.c_str(), prePost, f)->Unit(benchmark::kMicrosecond);
+        rows.push_back({f.label, whole, bare, ""});
+    }
+    benchmark::Initialize(&argc, argv);
+    funcbench::RatioReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    reporter.printTable(rows, "processImage", "pre+post");
+    benchmark::Shutdown();
+    return 0;
+}
