@@ -11,6 +11,6 @@ std::string standinDir();     // the stand-in vendor runtimes
 std::string standinOldDir();  // a Neuron Runtime from before loading networks from memory
 std::string binaryDir();      // directory of the tools
 std::string sourceDir();      // the source tree
-std::string tempDir();        // a fresh directory for this test program, removed by the OS
+std::string tempDir();        // a fresh directory for this test program, removed at its exit
 
 }  // namespace testsupport
