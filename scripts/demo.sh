@@ -1,12 +1,19 @@
 #!/usr/bin/env bash
-# Sets everything up and runs the main job: builds the plug-in, then loads it as a camera host
-# would and prints its version, its function table and the symbols it exports.
+# Sets everything up and runs the main job: builds the plug-in, the stand-in runtimes and the
+# tools, prepares the person-segmentation model and the sample photos, and runs bodyseg, the
+# workstation camera host, on the photos. Masks and overlays land in out/bodyseg/.
 set -euo pipefail
 here=$(cd "$(dirname "$0")/.." && pwd)
 source "$here/scripts/lib.sh"
 install_packages
-configure_and_build "$here/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo >/dev/null
-plugin="$here/build/lib/libVLAlgoCamAIBeautyBodyDetection.so"
-"$here/build/bin/bodyseg-info" "$plugin"
-echo "exported symbols:"
-nm -D --defined-only -C "$plugin" | awk '{ $1=""; $2=""; sub(/^  /, "  "); print }'
+echo "== build"
+configure_and_build "$here/build" -DCMAKE_BUILD_TYPE=RelWithDebInfo
+bash "$here/scripts/fetch-model.sh" "$here/build"
+bash "$here/scripts/fetch-photos.sh"
+bash "$here/scripts/make-demo-assets.sh" "$here/build"
+assets="$here/.cache/assets"
+out="$here/out/bodyseg"
+echo "== bodyseg on the sample photos"
+"$here/build/bin/bodyseg" --config "$assets/bodyseg_neuropilot.json" \
+    --model "$assets/bodyseg_342x456.tflite.enc" --out "$out" --force "$here/.cache/photos"
+echo "== masks (*_mask.png) and overlays (*_overlay.png): $out"

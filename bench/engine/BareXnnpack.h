@@ -1,0 +1,39 @@
+// XNNPACK runtimes run directly, without the engine: the reference the engine's invoke is
+// measured against. A runtime owns its thread pool, its constants and its external buffers.
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "ConvStack.h"
+#include "XnnpackLowering.h"
+#include "XnnpackSupport.h"
+
+namespace enginebench {
+
+class BareXnnpack {
+  public:
+    // The hand-defined subgraph of `stack`.
+    static std::unique_ptr<BareXnnpack> fromConvStack(const ConvStack& stack, int threads,
+                                                      std::string* error);
+    // Every XNNPACK stage of a model file, lowered as the engine lowers it; the engine's own
+    // kernels (if any) are left out, so they count as engine overhead.
+    static std::unique_ptr<BareXnnpack> fromModelFile(const std::string& path, int threads,
+                                                      std::string* error);
+
+    bool invoke();
+
+  private:
+    bool start(int threads, std::string* error);
+    bool addRuntime(xnn_subgraph_t subgraph, const std::vector<size_t>& externalBytes,
+                    std::string* error);
+
+    hostengine::ThreadpoolPtr pool_;
+    hostengine::StaticDataStore constants_;
+    ConvStack stack_;
+    std::vector<std::unique_ptr<uint8_t[]>> buffers_;
+    std::vector<hostengine::RuntimePtr> runtimes_;  // last: released before what they use
+};
+
+}  // namespace enginebench

@@ -1,0 +1,127 @@
+// The engine's invoke of a model against XNNPACK's own runtime invoke of the same subgraph,
+// measured in the same run: a synthetic convolution stack defined twice (as a TFLite model and
+// by hand in XNNPACK), and the selfie segmentation model and the prepared plug-in model when
+// scripts/fetch-model.sh has put them in .cache/models. The closing table gives the ratios.
+#include <benchmark/benchmark.h>
+
+#include <cstdio>
+#include <fstream>
+#include <functional>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "BareXnnpack.h"
+#include "ConvStack.h"
+#include "HostEngine.h"
+#include "MedianReporter.h"
+
+namespace {
+
+using enginebench::BareXnnpack;
+
+struct Subject {
+    std::string label;
+    std::shared_ptr<hostengine::Engine> engine;
+    std::shared_ptr<BareXnnpack> bare;
+};
+
+std::shared_ptr<hostengine::Engine> engineFor(const std::vector<uint8_t>& model, int threads,
+                                              std::string* error) {
+    hostengine::EngineOptions options;
+    options.threads = threads;
+    return hostengine::Engine::fromBytes(model.data(), model.size(), options, error);
+}
+
+std::vector<uint8_t> readFile(const std::string& path) {
+    std::ifstream file(path, std::ios::binary);
+    return std::vector<uint8_t>((std::istreambuf_iterator<char>(file)),
+                                std::istreambuf_iterator<char>());
+}
+
+using BareFactory = std::function<std::unique_ptr<BareXnnpack>(int threads, std::string* error)>;
+
+// The model on one thread and on every core, each with its bare XNNPACK counterpart.
+bool addSubjects(const std::string& name, const std::vector<uint8_t>& model,
+                 const BareFactory& makeBare, std::vector<Subject>* subjects) {
+    for (int threads : {1, 0}) {
+        std::string error;
+        Subject subject;
+        subject.label = name + (threads == 1 ? ", 1 thread" : ", all cores");
+        subject.engine = engineFor(model, threads, &error);
+        subject.bare = makeBare(threads, &error);
+        if (!subject.engine || !subject.bare) {
+            std::fprintf(stderr, "engine_bench: %s: %s\n", subject.label.c_str(), error.c_str());
+            return false;
+        }
+        subjects->push_back(std::move(subject));
+    }
+    return true;
+}
+
+void runEngine(benchmark::State& state, std::shared_ptr<hostengine::Engine> engine) {
+    std::string error;
+    for (auto _ : state) {
+        if (!engine->invoke(&error)) {
+            state.SkipWithError(error.c_str());
+            break;
+        }
+    }
+}
+
+void runBare(benchmark::State& state, std::shared_ptr<BareXnnpack> bare) {
+    for (auto _ : state) {
+        if (!bare->invoke()) {
+            state.SkipWithError("xnn_invoke_runtime failed");
+            break;
+        }
+    }
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    std::vector<Subject> subjects;
+    const enginebench::ConvStack stack = enginebench::ConvStack::standard();
+    const BareFactory stackBare = [&stack](int threads, std::string* error) {
+        return BareXnnpack::fromConvStack(stack, threads, error);
+    };
+    if (!addSubjects("conv stack 256x256", stack.tfliteModel(), stackBare, &subjects)) {
+        return 1;
+    }
+    const std::string cache = std::string(BODYSEG_SOURCE_DIR) + "/.cache/models/";
+    for (const auto& [name, file] : {std::pair<std::string, std::string>{
+                                         "selfie source 256x256", "selfie_segmentation.tflite"},
+                                     {"prepared 342x456", "bodyseg_342x456.tflite"}}) {
+        const std::string path = cache + file;
+        const std::vector<uint8_t> model = readFile(path);
+        const BareFactory fileBare = [path](int threads, std::string* error) {
+            return BareXnnpack::fromModelFile(path, threads, error);
+        };
+        if (model.empty()) {
+            std::printf("engine_bench: %s not present (scripts/fetch-model.sh), skipped\n",
+                        path.c_str());
+        } else if (!addSubjects(name, model, fileBare, &subjects)) {
+            return 1;
+        }
+    }
+
+    std::vector<std::vector<std::string>> rows;
+    for (const Subject& subject : subjects) {
+        const std::string engineName = "engine/" + subject.label;
+        const std::string bareName = "xnnpack/" + subject.label;
+        benchmark::RegisterBenchmark(engineName.c_str(), runEngine, subject.engine)
+            ->Unit(benchmark::kMicrosecond)
+            ->UseRealTime();
+        benchmark::RegisterBenchmark(bareName.c_str(), runBare, subject.bare)
+            ->Unit(benchmark::kMicrosecond)
+            ->UseRealTime();
+        rows.push_back({subject.label, engineName + "/real_time", bareName + "/real_time"});
+    }
+    benchmark::Initialize(&argc, argv);
+    enginebench::MedianReporter reporter;
+    benchmark::RunSpecifiedBenchmarks(&reporter);
+    reporter.printRatios(rows);
+    benchmark::Shutdown();
+    return 0;
+}

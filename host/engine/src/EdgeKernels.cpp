@@ -1,0 +1,217 @@
+#include "EdgeKernels.h"
+
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <type_traits>
+
+namespace hostengine {
+
+namespace {
+
+template <typename T>
+struct Tag {
+    using type = T;
+};
+
+// Calls f(Tag<T>{}) with the C++ type of an element type (FLOAT16 never reaches the kernels).
+template <typename F>
+void dispatch(ElementType type, F&& f) {
+    switch (type) {
+        case ElementType::Float32:
+            return f(Tag<float>{});
+        case ElementType::Int32:
+            return f(Tag<int32_t>{});
+        case ElementType::Uint8:
+            return f(Tag<uint8_t>{});
+        case ElementType::Int8:
+            return f(Tag<int8_t>{});
+        case ElementType::Int64:
+            return f(Tag<int64_t>{});
+        case ElementType::Bool:
+            return f(Tag<bool>{});
+        case ElementType::Float16:
+        case ElementType::None:
+            return;
+    }
+}
+
+// Element access through memcpy: buffers carry no alignment or type promise, and a bool byte
+// that is neither 0 nor 1 must still read as a truth value.
+template <typename T>
+T load(const uint8_t* base, size_t i) {
+    if constexpr (std::is_same_v<T, bool>) {
+        return base[i] != 0;
+    } else {
+        T value;
+        std::memcpy(&value, base + i * sizeof(T), sizeof(T));
+        return value;
+    }
+}
+
+template <typename T>
+void store(uint8_t* base, size_t i, T value) {
+    if constexpr (std::is_same_v<T, bool>) {
+        base[i] = value ? 1 : 0;
+    } else {
+        std::memcpy(base + i * sizeof(T), &value, sizeof(T));
+    }
+}
+
+// TFLite's CAST truncates towards zero; values outside the target range saturate and NaN becomes
+// 0, where C++ would leave the result undefined.
+template <typename To, typename From>
+To convertValue(From value) {
+    if constexpr (std::is_same_v<To, bool>) {
+        return value != From(0);
+    } else if constexpr (std::is_floating_point_v<From> && std::is_integral_v<To>) {
+        if (std::isnan(value)) {
+            return 0;
+        }
+        if (value <= static_cast<From>(std::numeric_limits<To>::lowest())) {
+            return std::numeric_limits<To>::lowest();
+        }
+        if (value >= static_cast<From>(std::numeric_limits<To>::max())) {
+            return std::numeric_limits<To>::max();
+        }
+        return static_cast<To>(value);
+    } else {
+        return static_cast<To>(value);
+    }
+}
+
+void runCast(const GraphTensor& in, const GraphTensor& out, const uint8_t* src, uint8_t* dst) {
+    const size_t count = in.elementCount();
+    dispatch(in.type, [&](auto fromTag) {
+        using From = typename decltype(fromTag)::type;
+        dispatch(out.type, [&](auto toTag) {
+            using To = typename decltype(toTag)::type;
+            for (size_t i = 0; i < count; ++i) {
+                store<To>(dst, i, convertValue<To>(load<From>(src, i)));
+            }
+        });
+    });
+}
+
+void runArgMax(const GraphTensor& in, const GraphTensor& axisTensor, const GraphTensor& out,
+               const uint8_t* src, uint8_t* dst) {
+    int64_t axis = axisTensor.type == ElementType::Int32 ? load<int32_t>(axisTensor.data.data(), 0)
+                                                         : load<int64_t>(axisTensor.data.data(), 0);
+    const int64_t rank = static_cast<int64_t>(in.shape.size());
+    axis = axis < 0 ? axis + rank : axis;
+    size_t outer = 1;
+    size_t inner = 1;
+    for (int64_t d = 0; d < axis; ++d) {
+        outer *= static_cast<size_t>(in.shape[d]);
+    }
+    for (int64_t d = axis + 1; d < rank; ++d) {
+        inner *= static_cast<size_t>(in.shape[d]);
+    }
+    const size_t extent = static_cast<size_t>(in.shape[axis]);
+    dispatch(in.type, [&](auto tag) {
+        using T = typename decltype(tag)::type;
+        for (size_t o = 0; o < outer; ++o) {
+            for (size_t i = 0; i < inner; ++i) {
+                const size_t base = o * extent * inner + i;
+                size_t best = 0;
+                T bestValue = load<T>(src, base);
+                for (size_t k = 1; k < extent; ++k) {
+                    const T candidate = load<T>(src, base + k * inner);
+                    if (candidate > bestValue) {  // ties keep the first index, as TFLite does
+                        best = k;
+                        bestValue = candidate;
+                    }
+                }
+                if (out.type == ElementType::Int32) {
+                    store<int32_t>(dst, o * inner + i, static_cast<int32_t>(best));
+                } else {
+                    store<int64_t>(dst, o * inner + i, static_cast<int64_t>(best));
+                }
+            }
+        }
+    });
+}
+
+// Element strides of `shape` seen through an output of rank `rank` under numpy broadcasting:
+// dimensions the input lacks or has as 1 get stride 0.
+std::vector<size_t> broadcastStrides(const std::vector<int32_t>& shape,
+                                     const std::vector<int32_t>& outShape) {
+    const size_t rank = outShape.size();
+    std::vector<size_t> strides(rank, 0);
+    size_t stride = 1;
+    for (size_t k = 0; k < shape.size(); ++k) {
+        const size_t d = shape.size() - 1 - k;
+        const size_t outD = rank - 1 - k;
+        strides[outD] = shape[d] == 1 ? 0 : stride;
+        stride *= static_cast<size_t>(shape[d]);
+    }
+    return strides;
+}
+
+void runComparison(const GraphOperator& op, const GraphTensor& a, const GraphTensor& b,
+                   const GraphTensor& out, const uint8_t* srcA, const uint8_t* srcB, uint8_t* dst) {
+    const size_t count = out.elementCount();
+    const bool orEqual = op.kind == OpKind::GreaterEqual;
+    // Thresholding a whole map against one value is the common case; it gets a plain loop.
+    if (a.elementCount() == count && b.elementCount() == 1) {
+        dispatch(a.type, [&](auto tag) {
+            using T = typename decltype(tag)::type;
+            const T threshold = load<T>(srcB, 0);
+            for (size_t i = 0; i < count; ++i) {
+                const T x = load<T>(srcA, i);
+                store<bool>(dst, i, orEqual ? x >= threshold : x > threshold);
+            }
+        });
+        return;
+    }
+    const std::vector<size_t> stridesA = broadcastStrides(a.shape, out.shape);
+    const std::vector<size_t> stridesB = broadcastStrides(b.shape, out.shape);
+    const size_t rank = out.shape.size();
+    dispatch(a.type, [&](auto tag) {
+        using T = typename decltype(tag)::type;
+        std::vector<size_t> position(rank, 0);
+        size_t offsetA = 0;
+        size_t offsetB = 0;
+        for (size_t i = 0; i < count; ++i) {
+            const T x = load<T>(srcA, offsetA);
+            const T y = load<T>(srcB, offsetB);
+            store<bool>(dst, i, orEqual ? x >= y : x > y);
+            // Advance the output position like an odometer, moving both input offsets along.
+            for (size_t d = rank; d-- > 0;) {
+                offsetA += stridesA[d];
+                offsetB += stridesB[d];
+                if (++position[d] < static_cast<size_t>(out.shape[d])) {
+                    break;
+                }
+                offsetA -= stridesA[d] * position[d];
+                offsetB -= stridesB[d] * position[d];
+                position[d] = 0;
+            }
+        }
+    });
+}
+
+}  // namespace
+
+void runEdgeKernel(const Graph& graph, const GraphOperator& op, const std::vector<uint8_t*>& data) {
+    const GraphTensor& in = graph.tensors[op.inputs[0]];
+    const GraphTensor& out = graph.tensors[op.outputs[0]];
+    switch (op.kind) {
+        case OpKind::Cast:
+            runCast(in, out, data[op.inputs[0]], data[op.outputs[0]]);
+            return;
+        case OpKind::ArgMax:
+            runArgMax(in, graph.tensors[op.inputs[1]], out, data[op.inputs[0]],
+                      data[op.outputs[0]]);
+            return;
+        case OpKind::Greater:
+        case OpKind::GreaterEqual:
+            runComparison(op, in, graph.tensors[op.inputs[1]], out, data[op.inputs[0]],
+                          data[op.inputs[1]], data[op.outputs[0]]);
+            return;
+        default:
+            return;
+    }
+}
+
+}  // namespace hostengine

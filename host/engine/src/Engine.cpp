@@ -1,0 +1,252 @@
+// The Engine: a checked graph cut into stages (XNNPACK runtimes and plain kernels), with buffers
+// for every tensor that crosses a stage boundary or the engine's own interface. XNNPACK runtimes
+// are bound to those buffers once, at build time, so invoke() only runs the stages.
+#include <cstdio>
+#include <cstring>
+#include <exception>
+#include <memory>
+#include <new>
+#include <string>
+#include <vector>
+
+#include "ConstantFolding.h"
+#include "EdgeKernels.h"
+#include "GraphText.h"
+#include "HostEngine.h"
+#include "ModelGraph.h"
+#include "OperatorChecks.h"
+#include "Partition.h"
+#include "XnnpackLowering.h"
+#include "XnnpackSupport.h"
+
+namespace hostengine {
+
+namespace {
+
+bool fail(std::string* error, const std::string& message) {
+    if (error != nullptr) {
+        *error = message;
+    }
+    return false;
+}
+
+const TensorInfo kNoTensor;
+
+class EngineImpl final : public Engine {
+  public:
+    explicit EngineImpl(Graph graph) : graph_(std::move(graph)) {}
+
+    bool build(const EngineOptions& options, std::string* error) {
+        if (options.threads < 0) {
+            return fail(error, "thread count " + std::to_string(options.threads) + " is negative");
+        }
+        std::vector<size_t> order;
+        if (!foldConstantDequantize(&graph_, &order, error) || !checkGraph(graph_, order, error) ||
+            !ensureXnnpackInitialized(error)) {
+            return false;
+        }
+        const std::vector<Stage> stages = partitionStages(graph_, order);
+        const std::vector<bool> owned = engineOwnedTensors(graph_, stages);
+        allocateBuffers(owned);
+        if (!createThreadpool(options.threads, &threadpool_, error)) {
+            return false;
+        }
+        // Float16 arithmetic is only a hint: XNNPACK uses it where the CPU has it.
+        const uint32_t runtimeFlags = options.allowFp16 ? XNN_FLAG_HINT_FP16_INFERENCE : 0;
+        for (const Stage& stage : stages) {
+            RunStage run;
+            if (stage.executor == Executor::Kernel) {
+                run.kernelOperator = stage.operators.front();
+            } else if (!createRuntime(stage, owned, runtimeFlags, &run.runtime, error)) {
+                return false;
+            }
+            stages_.push_back(std::move(run));
+        }
+        describe(graph_.inputs, &inputs_);
+        describe(graph_.outputs, &outputs_);
+        return true;
+    }
+
+    size_t inputCount() const override { return inputs_.size(); }
+    size_t outputCount() const override { return outputs_.size(); }
+    const TensorInfo& input(size_t index) const override {
+        return index < inputs_.size() ? inputs_[index] : kNoTensor;
+    }
+    const TensorInfo& output(size_t index) const override {
+        return index < outputs_.size() ? outputs_[index] : kNoTensor;
+    }
+
+    bool setInput(size_t index, const void* data, size_t size, std::string* error) override {
+        if (index >= inputs_.size()) {
+            return fail(error, "input index " + std::to_string(index) +
+                                   " out of range (model has " + std::to_string(inputs_.size()) +
+                                   " inputs)");
+        }
+        if (data == nullptr || size != inputs_[index].byteSize) {
+            return fail(error, "input " + std::to_string(index) + " takes " +
+                                   std::to_string(inputs_[index].byteSize) + " bytes, got " +
+                                   std::to_string(data == nullptr ? 0 : size));
+        }
+        std::memcpy(data_[graph_.inputs[index]], data, size);
+        return true;
+    }
+
+    bool invoke(std::string* error) override {
+        for (const RunStage& stage : stages_) {
+            if (stage.runtime) {
+                const xnn_status status = xnn_invoke_runtime(stage.runtime.get());
+                if (status != xnn_status_success) {
+                    return fail(error,
+                                std::string("xnn_invoke_runtime failed: ") + xnnStatusText(status));
+                }
+            } else {
+                runEdgeKernel(graph_, graph_.operators[stage.kernelOperator], data_);
+            }
+        }
+        return true;
+    }
+
+    bool getOutput(size_t index, void* data, size_t size, std::string* error) override {
+        if (index >= outputs_.size()) {
+            return fail(error, "output index " + std::to_string(index) +
+                                   " out of range (model has " + std::to_string(outputs_.size()) +
+                                   " outputs)");
+        }
+        if (data == nullptr || size != outputs_[index].byteSize) {
+            return fail(error, "output " + std::to_string(index) + " holds " +
+                                   std::to_string(outputs_[index].byteSize) +
+                                   " bytes, destination has " +
+                                   std::to_string(data == nullptr ? 0 : size));
+        }
+        std::memcpy(data, data_[graph_.outputs[index]], size);
+        return true;
+    }
+
+  private:
+    struct RunStage {
+        RuntimePtr runtime;         // an XNNPACK stage
+        size_t kernelOperator = 0;  // otherwise: the operator a plain kernel runs
+    };
+
+    // Every tensor's storage: constants point at their bytes, engine-owned tensors at a zeroed
+    // buffer with XNNPACK's read-ahead slack, the rest (XNNPACK-internal) stay null.
+    void allocateBuffers(const std::vector<bool>& owned) {
+        data_.assign(graph_.tensors.size(), nullptr);
+        for (size_t t = 0; t < graph_.tensors.size(); ++t) {
+            GraphTensor& tensor = graph_.tensors[t];
+            if (tensor.isConstant) {
+                data_[t] = tensor.data.data();
+            } else if (owned[t]) {
+                buffers_.push_back(
+                    std::make_unique<uint8_t[]>(tensor.byteSize() + XNN_EXTRA_BYTES));
+                data_[t] = buffers_.back().get();
+            }
+        }
+    }
+
+    bool createRuntime(const Stage& stage, const std::vector<bool>& owned, uint32_t flags,
+                       RuntimePtr* runtime, std::string* error) {
+        const std::vector<int> externals = stageExternalTensors(graph_, stage, owned);
+        SubgraphPtr subgraph;
+        if (!buildSubgraph(graph_, stage, externals, &staticData_, &subgraph, error)) {
+            return false;
+        }
+        xnn_runtime_t raw = nullptr;
+        xnn_status status = xnn_create_runtime_v2(subgraph.get(), threadpool_.get(), flags, &raw);
+        if (status != xnn_status_success) {
+            return fail(error,
+                        std::string("xnn_create_runtime_v2 failed: ") + xnnStatusText(status));
+        }
+        runtime->reset(raw);
+        std::vector<xnn_external_value> bindings;
+        for (size_t i = 0; i < externals.size(); ++i) {
+            bindings.push_back(xnn_external_value{static_cast<uint32_t>(i), data_[externals[i]]});
+        }
+        status = xnn_setup_runtime(raw, bindings.size(), bindings.data());
+        if (status != xnn_status_success) {
+            return fail(error, std::string("xnn_setup_runtime failed: ") + xnnStatusText(status));
+        }
+        return true;
+    }
+
+    void describe(const std::vector<int>& indices, std::vector<TensorInfo>* infos) const {
+        for (int index : indices) {
+            const GraphTensor& tensor = graph_.tensors[index];
+            TensorInfo info;
+            info.name = tensor.name;
+            info.type = tensor.type;
+            info.shape = tensor.shape;
+            info.byteSize = tensor.byteSize();
+            infos->push_back(std::move(info));
+        }
+    }
+
+    Graph graph_;
+    std::vector<TensorInfo> inputs_;
+    std::vector<TensorInfo> outputs_;
+    std::vector<std::unique_ptr<uint8_t[]>> buffers_;
+    std::vector<uint8_t*> data_;
+    StaticDataStore staticData_;
+    ThreadpoolPtr threadpool_;
+    // Declared last so that the runtimes go before the pool and the data they use.
+    std::vector<RunStage> stages_;
+};
+
+}  // namespace
+
+std::unique_ptr<Engine> Engine::fromBytes(const void* data, size_t size,
+                                          const EngineOptions& options, std::string* error) {
+    // A model may declare tensors far larger than this machine's memory; the stand-ins call
+    // this from C functions, so running out of memory must come back as an error.
+    try {
+        std::string message;
+        Graph graph;
+        if (!readModel(data, size, &graph, &message)) {
+            fail(error, message);
+            return nullptr;
+        }
+        auto engine = std::make_unique<EngineImpl>(std::move(graph));
+        if (!engine->build(options, &message)) {
+            fail(error, message);
+            return nullptr;
+        }
+        return engine;
+    } catch (const std::bad_alloc&) {
+        fail(error, "out of memory while building the engine");
+        return nullptr;
+    } catch (const std::exception& failure) {
+        fail(error, std::string("building the engine failed: ") + failure.what());
+        return nullptr;
+    }
+}
+
+std::unique_ptr<Engine> Engine::fromFile(const std::string& path, const EngineOptions& options,
+                                         std::string* error) {
+    // C stdio rather than streams: a read error (a directory, a failing disk) must come back as
+    // an error, and libstdc++'s stream iterators throw on those.
+    FILE* file = std::fopen(path.c_str(), "rb");
+    if (file == nullptr) {
+        fail(error, "cannot open model file '" + path + "'");
+        return nullptr;
+    }
+    std::vector<uint8_t> bytes;
+    bool readFailed = false;
+    try {
+        uint8_t chunk[1 << 16];
+        size_t got;
+        while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0) {
+            bytes.insert(bytes.end(), chunk, chunk + got);
+        }
+        readFailed = std::ferror(file) != 0;
+    } catch (const std::bad_alloc&) {
+        readFailed = true;
+    }
+    std::fclose(file);
+    if (readFailed) {
+        fail(error, "cannot read model file '" + path + "'");
+        return nullptr;
+    }
+    return fromBytes(bytes.data(), bytes.size(), options, error);
+}
+
+}  // namespace hostengine

@@ -1,0 +1,88 @@
+#include "Partition.h"
+
+#include <algorithm>
+
+namespace hostengine {
+
+Executor executorOf(OpKind kind) {
+    switch (kind) {
+        case OpKind::Cast:
+        case OpKind::ArgMax:
+        case OpKind::Greater:
+        case OpKind::GreaterEqual:
+            return Executor::Kernel;
+        default:
+            return Executor::Xnnpack;
+    }
+}
+
+std::vector<Stage> partitionStages(const Graph& graph, const std::vector<size_t>& order) {
+    std::vector<Stage> stages;
+    for (size_t index : order) {
+        const Executor executor = executorOf(graph.operators[index].kind);
+        const bool extend = executor == Executor::Xnnpack && !stages.empty() &&
+                            stages.back().executor == Executor::Xnnpack;
+        if (!extend) {
+            stages.push_back(Stage{executor, {}});
+        }
+        stages.back().operators.push_back(index);
+    }
+    return stages;
+}
+
+std::vector<bool> engineOwnedTensors(const Graph& graph, const std::vector<Stage>& stages) {
+    const size_t count = graph.tensors.size();
+    std::vector<bool> owned(count, false);
+    // The stage that first touched each tensor; a second, different stage makes it a boundary.
+    std::vector<int> firstStage(count, -1);
+    for (int t : graph.inputs) {
+        owned[t] = true;
+    }
+    for (int t : graph.outputs) {
+        owned[t] = true;
+    }
+    for (size_t s = 0; s < stages.size(); ++s) {
+        const bool kernel = stages[s].executor == Executor::Kernel;
+        for (size_t index : stages[s].operators) {
+            const GraphOperator& op = graph.operators[index];
+            auto touch = [&](int t) {
+                if (t < 0) {
+                    return;
+                }
+                if (kernel) {
+                    owned[t] = true;
+                }
+                if (firstStage[t] < 0) {
+                    firstStage[t] = static_cast<int>(s);
+                } else if (firstStage[t] != static_cast<int>(s)) {
+                    owned[t] = true;
+                }
+            };
+            std::for_each(op.inputs.begin(), op.inputs.end(), touch);
+            std::for_each(op.outputs.begin(), op.outputs.end(), touch);
+        }
+    }
+    for (size_t t = 0; t < count; ++t) {
+        owned[t] = owned[t] && !graph.tensors[t].isConstant;
+    }
+    return owned;
+}
+
+std::vector<int> stageExternalTensors(const Graph& graph, const Stage& stage,
+                                      const std::vector<bool>& engineOwned) {
+    std::vector<int> externals;
+    auto add = [&](int t) {
+        if (t >= 0 && engineOwned[t] &&
+            std::find(externals.begin(), externals.end(), t) == externals.end()) {
+            externals.push_back(t);
+        }
+    };
+    for (size_t index : stage.operators) {
+        const GraphOperator& op = graph.operators[index];
+        std::for_each(op.inputs.begin(), op.inputs.end(), add);
+        std::for_each(op.outputs.begin(), op.outputs.end(), add);
+    }
+    return externals;
+}
+
+}  // namespace hostengine
