@@ -28,8 +28,8 @@ struct ANeuralNetworksTFLite {
 namespace standin {
 
 State& libraryState() {
-    static State* state = [] {
-        State* made = new State({
+    static State* state = new State(
+        {
             "ANeuroPilotTFLiteOptions_create",
             "ANeuroPilotTFLiteOptions_setAccelerationMode",
             "ANeuroPilotTFLiteOptions_setAcceleratorName",
@@ -47,11 +47,8 @@ State& libraryState() {
             "ANeuroPilotTFLite_invoke",
             "ANeuroPilotTFLite_getOutputTensorData",
             "ANeuroPilotTFLite_free",
-        });
-        made->adjustLive("live_options", 0);
-        made->adjustLive("live_interpreters", 0);
-        return made;
-    }();
+        },
+        {"live_options", "live_interpreters"});
     return *state;
 }
 
@@ -64,12 +61,6 @@ const char* logTag() {
 namespace {
 
 using standin::libraryState;
-
-// Counts the call and returns the injected status when the test asked this function to fail.
-#define STANDIN_ENTER()                                      \
-    if (int32_t injected = libraryState().enter(__func__)) { \
-        return injected;                                     \
-    }
 
 int createInterpreter(ANeuralNetworksTFLite** tflite, const std::vector<uint8_t>& bytes,
                       ANeuralNetworksTFLiteOptions* options) {

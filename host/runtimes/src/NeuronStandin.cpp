@@ -33,8 +33,8 @@ struct Runtime {
 namespace standin {
 
 State& libraryState() {
-    static State* state = [] {
-        State* made = new State({
+    static State* state = new State(
+        {
             "NeuronRuntime_create",
             "NeuronRuntime_setQoSOption",
             "NeuronRuntime_loadNetworkFromFile",
@@ -45,10 +45,8 @@ State& libraryState() {
             "NeuronRuntime_setSingleOutput",
             "NeuronRuntime_inference",
             "NeuronRuntime_release",
-        });
-        made->adjustLive("live_runtimes", 0);
-        return made;
-    }();
+        },
+        {"live_runtimes"});
     return *state;
 }
 
@@ -61,11 +59,6 @@ const char* logTag() {
 namespace {
 
 using standin::libraryState;
-
-#define STANDIN_ENTER()                                      \
-    if (int32_t injected = libraryState().enter(__func__)) { \
-        return injected;                                     \
-    }
 
 int loadNetwork(Runtime* runtime, const std::vector<uint8_t>& bytes) {
     standin::State& state = libraryState();

@@ -14,6 +14,13 @@ namespace standin {
 State& libraryState();
 const char* logTag();
 
+// Opens every vendor function that returns a status: counts the call and returns the status a
+// test injected for this function, if any.
+#define STANDIN_ENTER()                                                 \
+    if (int32_t injected = ::standin::libraryState().enter(__func__)) { \
+        return injected;                                                \
+    }
+
 // One ERROR line on the Android log under the library's tag.
 void logError(const char* format, ...) __attribute__((format(printf, 1, 2)));
 

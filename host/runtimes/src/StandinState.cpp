@@ -13,9 +13,12 @@ constexpr TensorScript kDefaultOutput{342 * 456 * 4, 3};
 
 }  // namespace
 
-State::State(std::initializer_list<const char*> symbols) {
+State::State(std::initializer_list<const char*> symbols,
+             std::initializer_list<const char*> liveCounts) {
     for (const char* symbol : symbols)
         mCalls[symbol] = 0;
+    for (const char* key : liveCounts)
+        mLive[key] = 0;
     reset();
 }
 

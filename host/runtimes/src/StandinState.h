@@ -30,8 +30,10 @@ struct OutputScript {
 
 class State {
   public:
-    // `symbols`: every vendor function this library implements.
-    explicit State(std::initializer_list<const char*> symbols);
+    // `symbols`: every vendor function this library implements; `liveCounts`: the live object
+    // counts it keeps, recorded as 0 from the start.
+    State(std::initializer_list<const char*> symbols,
+          std::initializer_list<const char*> liveCounts);
 
     void reset();
 
