@@ -70,14 +70,14 @@ Exit status: 0 success, 1 failure, 2 bad command line.
 
 enum class Arg { None, Value };
 
-struct Spec {
+struct OptionRule {
     const char* name;
     Arg arg;
     bool run;    // accepted in run mode
     bool bench;  // accepted in bench mode
 };
 
-const Spec kSpecs[] = {
+const OptionRule kOptionRules[] = {
     {"--config", Arg::Value, true, true},      {"--model", Arg::Value, true, true},
     {"--runtime", Arg::Value, true, true},     {"--plugin", Arg::Value, true, true},
     {"--api", Arg::Value, true, true},         {"--standin-dir", Arg::Value, true, true},
@@ -93,10 +93,10 @@ const Spec kSpecs[] = {
     {"--help", Arg::None, true, true},
 };
 
-const Spec* findSpec(const std::string& name) {
-    for (const Spec& spec : kSpecs) {
-        if (name == spec.name)
-            return &spec;
+const OptionRule* findOptionRule(const std::string& name) {
+    for (const OptionRule& rule : kOptionRules) {
+        if (name == rule.name)
+            return &rule;
     }
     return nullptr;
 }
@@ -317,8 +317,8 @@ bool parseOptions(int argc, char** argv, Options* o, std::string* error) {
             arg.resize(eq);
             inlineValue = true;
         }
-        const Spec* spec = findSpec(arg);
-        if (spec == nullptr) {
+        const OptionRule* rule = findOptionRule(arg);
+        if (rule == nullptr) {
             *error = "unknown option '" + arg + "' (see bodyseg --help)";
             return false;
         }
@@ -326,15 +326,15 @@ bool parseOptions(int argc, char** argv, Options* o, std::string* error) {
             o->mode = Mode::Help;
             return true;
         }
-        if (!(o->mode == Mode::Bench ? spec->bench : spec->run)) {
+        if (!(o->mode == Mode::Bench ? rule->bench : rule->run)) {
             *error = arg + " is not an option of " + modeName + " mode";
             return false;
         }
-        if (spec->arg == Arg::None && inlineValue) {
+        if (rule->arg == Arg::None && inlineValue) {
             *error = arg + " takes no value";
             return false;
         }
-        if (spec->arg == Arg::Value && !inlineValue) {
+        if (rule->arg == Arg::Value && !inlineValue) {
             if (i + 1 >= argc) {
                 *error = arg + " needs a value";
                 return false;
