@@ -28,6 +28,8 @@ extern "C" {
 /* The property that selects script or engine mode, and its script value. */
 #define STANDIN_MODE_PROPERTY "vendor.standin.runtime.mode"
 #define STANDIN_MODE_SCRIPT "script"
+/* The engine's worker threads for models created from now on; unset or 0: every core. */
+#define STANDIN_THREADS_PROPERTY "vendor.standin.engine.threads"
 
 /* Back to the initial state described above. Live objects stay alive and counted. */
 void standin_reset(void);

@@ -1,5 +1,9 @@
 // Engine mode: the TFLite model runs on the host CPU engine. The stand-ins speak of one input and
 // one output tensor, as the vendor runtimes' single-tensor calls do: tensor 0 of each direction.
+#include <sys/system_properties.h>
+
+#include <cstdlib>
+
 #include "HostEngine.h"
 #include "StandinModel.h"
 
@@ -54,12 +58,21 @@ class EngineModel : public Model {
     std::unique_ptr<hostengine::Engine> mEngine;
 };
 
+// Worker threads from the host's property store: unset, 0 or not a number means every core.
+int engineThreads() {
+    char value[PROP_VALUE_MAX] = {0};
+    __system_property_get(STANDIN_THREADS_PROPERTY, value);
+    const long threads = std::strtol(value, nullptr, 10);
+    return threads > 0 && threads <= 256 ? static_cast<int>(threads) : 0;
+}
+
 }  // namespace
 
 std::unique_ptr<Model> makeEngineModel(const std::vector<uint8_t>& bytes,
                                        const ModelOptions& options, std::string* error) {
     hostengine::EngineOptions engineOptions;
     engineOptions.allowFp16 = options.allowFp16;
+    engineOptions.threads = engineThreads();
     std::unique_ptr<hostengine::Engine> engine =
         hostengine::Engine::fromBytes(bytes.data(), bytes.size(), engineOptions, error);
     if (engine == nullptr)
