@@ -39,19 +39,28 @@ void describeMask(Image* out) {
     out->scan = BODYSEG_MASK_HEIGHT;
 }
 
+// Bytes of the frame buffer the declared geometry describes; stride and scan must be positive.
+uint64_t frameBufferBytes(const Image& in) {
+    return static_cast<uint64_t>(in.stride) * static_cast<uint64_t>(in.scan) * 3 / 2;
+}
+
+// libyuv's scaler takes at most this many pixels a side; a larger frame could never become the
+// network input.
+constexpr int kScalerMaxSide = 32768;
+
 // The host's declared geometry must describe a buffer the frame path can stay inside: a luma
 // plane of stride * scan bytes followed by the interleaved chroma plane of stride * scan / 2
 // bytes. Stride and scan must be even, since the work buffers split every plane in halves; width
 // and height may be odd. Names every bad field in one ERROR line; false refuses the frame before
 // any pixel is read.
 bool frameGeometryIsSound(const Image& in) {
-    const bool badWidth = in.width <= 0;
-    const bool badHeight = in.height <= 0;
+    const bool badWidth = in.width <= 0 || in.width > kScalerMaxSide;
+    const bool badHeight = in.height <= 0 || in.height > kScalerMaxSide;
     const bool badStride = in.stride < in.width || in.stride <= 0 || in.stride % 2 != 0;
     const bool badScan = in.scan < in.height || in.scan <= 0 || in.scan % 2 != 0;
     const bool badData = in.data == nullptr;
-    const long long frameBytes = static_cast<long long>(in.stride) * in.scan * 3 / 2;
-    const bool badSize = !badStride && !badScan && frameBytes > INT32_MAX;
+    // With stride and scan positive the product times three stays below 2^64.
+    const bool badSize = !badStride && !badScan && frameBufferBytes(in) > INT32_MAX;
     if (!(badWidth || badHeight || badStride || badScan || badData || badSize))
         return true;
     KAVO_LOGE(
@@ -102,7 +111,8 @@ int processImageV1(void* handle, Image* in, Image* out, void* /*reserved0*/, voi
     settings.orientation = in->orientation;
     settings.image_type = in->image_type;
 
-    const int frameBytes = in->stride * in->scan * 3 / 2;
+    // Computed wide: the 32-bit product stride * scan * 3 overflows for frames above 1 GiB.
+    const uint64_t frameBytes = frameBufferBytes(*in);
     unsigned char* tmpI420 = static_cast<unsigned char*>(
         kavo::Native::malloc(static_cast<uint32_t>(frameBytes), __FILE__, __LINE__));
     if (tmpI420 == nullptr)

@@ -150,7 +150,11 @@ class Reader {
         out->scale = source->scale()->Get(0);
         const auto* zeroPoints = source->zero_point();
         if (zeroPoints != nullptr && zeroPoints->size() > 0) {
-            const int64_t zeroPoint = zeroPoints->Get(0);
+            // The verifier checks a vector's length word, not the alignment its 64-bit elements
+            // need, so the first element is copied out rather than loaded in place.
+            int64_t zeroPoint = 0;
+            std::memcpy(&zeroPoint, zeroPoints->data(), sizeof(zeroPoint));
+            zeroPoint = flatbuffers::EndianScalar(zeroPoint);
             if (zeroPoint < std::numeric_limits<int32_t>::min() ||
                 zeroPoint > std::numeric_limits<int32_t>::max()) {
                 return false;

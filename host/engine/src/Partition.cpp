@@ -62,6 +62,23 @@ std::vector<bool> engineOwnedTensors(const Graph& graph, const std::vector<Stage
             std::for_each(op.outputs.begin(), op.outputs.end(), touch);
         }
     }
+    // An operator result nothing reads still has to be written somewhere: XNNPACK plans memory
+    // only for values that something consumes, and asserts on the others.
+    std::vector<bool> read(count, false);
+    for (const GraphOperator& op : graph.operators) {
+        for (int t : op.inputs) {
+            if (t >= 0) {
+                read[t] = true;
+            }
+        }
+    }
+    for (const GraphOperator& op : graph.operators) {
+        for (int t : op.outputs) {
+            if (t >= 0 && !read[t]) {
+                owned[t] = true;
+            }
+        }
+    }
     for (size_t t = 0; t < count; ++t) {
         owned[t] = owned[t] && !graph.tensors[t].isConstant;
     }
