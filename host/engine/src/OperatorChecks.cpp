@@ -331,6 +331,13 @@ class OperatorCheck {
         }
         const auto& in = input(0).shape;
         const OpOptions& o = op_.options;
+        // A window beyond its input pools nothing more, and XNNPACK would size its per-pixel
+        // indirection table by the window: refuse it rather than run out of memory.
+        if (o.filterH > in[1] || o.filterW > in[2]) {
+            return fail("pooling window " + std::to_string(o.filterH) + "x" +
+                        std::to_string(o.filterW) + " is larger than its " +
+                        std::to_string(in[1]) + "x" + std::to_string(in[2]) + " input");
+        }
         int32_t oh = 0;
         int32_t ow = 0;
         return windowOutput(in[1], o.filterH, o.strideH, 1, "height", &oh) &&
