@@ -1,7 +1,8 @@
 #!/usr/bin/env bash
 # Sets everything up and runs the whole test suite: the plain build (with the prepared model and
 # the sample photos, so that the real-model tests run too), the whole suite again under
-# AddressSanitizer + UndefinedBehaviorSanitizer, and the concurrency tests under ThreadSanitizer.
+# AddressSanitizer + UndefinedBehaviorSanitizer, the concurrency tests under ThreadSanitizer, and a
+# short run of every fuzz target.
 set -euo pipefail
 here=$(cd "$(dirname "$0")/.." && pwd)
 source "$here/scripts/lib.sh"
@@ -33,4 +34,7 @@ ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:ha
 BUILD_TARGET=concurrency_tests build tsan "$here/build-tsan" -DCMAKE_BUILD_TYPE=Debug \
     -DBODYSEG_SANITIZE=thread -DBODYSEG_BUILD_BENCH=OFF -DBODYSEG_BUILD_TOOLS=OFF
 TSAN_OPTIONS=halt_on_error=1 CTEST_ARGS="-L concurrency" run_tests tsan "$here/build-tsan"
+
+# Every fuzz target for a few seconds after its kept crash inputs (clang, ASan+UBSan).
+bash "$here/scripts/fuzz.sh" --smoke
 echo "== all suites passed"
