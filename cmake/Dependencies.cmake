@@ -24,7 +24,6 @@ endif()
 # Android's liblog, as Debian packages it for Linux hosts.
 set(BODYSEG_LIBLOG_DIR ${_multiarch_lib}/android CACHE PATH "directory of Debian's liblog.so")
 bodyseg_import(log android/log.h log HINTS ${BODYSEG_LIBLOG_DIR} INCLUDE_HINTS /usr/include/android)
-set_property(TARGET dep::log PROPERTY INTERFACE_INCLUDE_DIRECTORIES /usr/include/android)
 
 bodyseg_import(yuv libyuv.h yuv)
 find_package(jsoncpp CONFIG REQUIRED)

@@ -1,0 +1,9 @@
+# 32-bit ARM Linux, hard-float ABI (Debian armhf), run under qemu-arm.
+set(CMAKE_SYSTEM_PROCESSOR armv7-a)
+set(BODYSEG_CROSS_TRIPLET arm-linux-gnueabihf)
+set(BODYSEG_CROSS_QEMU qemu-arm)
+# GCC notes wherever the passing of 64-bit members changed with GCC 7.1; every library here is
+# built by GCC 12, so the note concerns nothing the build links.
+set(CMAKE_C_FLAGS_INIT -Wno-psabi)
+set(CMAKE_CXX_FLAGS_INIT -Wno-psabi)
+include(${CMAKE_CURRENT_LIST_DIR}/CrossDebian.cmake)

@@ -1,0 +1,113 @@
+// The prepared model on the sample photos through the built plug-in and the real CPU engine, on
+// every architecture the plug-in is built for: x86-64, aarch64 and armhf give the same masks. The
+// frames are made from the photos with the
+// tests' own BT.601 arithmetic rather than libyuv's RGB-to-YUV rows, whose chroma rounding differs
+// between x86 and ARM (LibyuvRgbToYuvTest), so that every architecture sends the same bytes.
+#include <dlfcn.h>
+#include <gtest/gtest.h>
+
+#include <cstdio>
+#include <string>
+
+#include "CameraHost.h"
+#include "FrameBuilder.h"
+#include "ImageIo.h"
+#include "MaskDigest.h"
+#include "PluginPaths.h"
+
+namespace portability {
+namespace {
+
+struct Sample {
+    const char* photo;
+    int orientation;
+    uint64_t frame;
+    uint64_t mask;
+};
+
+// Recorded with the model scripts/fetch-model.sh prepares; the same on every architecture.
+constexpr uint64_t kModelDigest = 0x9edcce1c65f9d3ed;
+const Sample kSamples[] = {
+    {"astronaut.png", 90, 0xc4d51a570cda9d79, 0x6e0d46c1e027371f},
+    {"astronaut.png", 0, 0xc4d51a570cda9d79, 0x349b2e00a816ecb7},
+    {"camera.png", 90, 0x97d932a5fd0aa931, 0xaad481fb208de09d},
+    {"camera.png", 180, 0x97d932a5fd0aa931, 0xaad481fb208de09d},
+    {"rocket.jpg", 270, 0xf7f6034505dbb50f, 0x2b653c856d760e2f},
+};
+
+std::string cachePath(const std::string& relative) {
+    return testsupport::sourceDir() + "/.cache/" + relative;
+}
+
+class RealModelMasks : public ::testing::Test {
+  protected:
+    void SetUp() override {
+        std::string error;
+        if (!bodyseg::readFile(cachePath("models/bodyseg_342x456.tflite"), &model_, &error)) {
+            GTEST_SKIP() << "no prepared model: run scripts/fetch-model.sh";
+        }
+        // The stand-in runs the real engine: no script mode, loaded as a host makes it available.
+        ASSERT_NE(dlopen((testsupport::standinDir() + "/libtflite_mtk.so").c_str(),
+                         RTLD_NOW | RTLD_GLOBAL),
+                  nullptr)
+            << dlerror();
+    }
+
+    // The photo as a padded NV21 frame at `orientation`, and the mask of that frame.
+    void run(const Sample& sample, uint64_t* frameDigest, uint64_t* maskDigest) {
+        bodyseg::RgbImage photo;
+        std::string error;
+        ASSERT_TRUE(
+            bodyseg::readPhoto(cachePath(std::string("photos/") + sample.photo), &photo, &error))
+            << error << " (run scripts/fetch-photos.sh)";
+        const functest::FrameGeometry geometry{photo.width, photo.height,
+                                               (photo.width + 1) / 2 * 2 + 32,
+                                               (photo.height + 1) / 2 * 2 + 16};
+        functest::Frame frame(geometry, functest::kImageNV21);
+        frame.paint([&photo](int x, int y) {
+            const uint8_t* rgb = photo.at(x, y);
+            return functest::yuvFromRgb(rgb[0], rgb[1], rgb[2]);
+        });
+        const size_t frameSize = static_cast<size_t>(geometry.stride) * geometry.scan * 3 / 2;
+        *frameDigest = digestOf(std::vector<uint8_t>(frame.data(), frame.data() + frameSize));
+
+        e2e::InitBlock block(e2e::writeConfig(e2e::Runtime::Neuropilot, false),
+                             e2e::writeFile("bodyseg.tflite", model_), model_);
+        void* handle = nullptr;
+        ASSERT_EQ(e2e::initHandle(e2e::Table::AlgoAPI, &handle, block.param()), 0);
+        Image in{};
+        in.orientation = sample.orientation;
+        in.image_type = functest::kImageNV21;
+        in.width = geometry.width;
+        in.height = geometry.height;
+        in.stride = geometry.stride;
+        in.scan = geometry.scan;
+        in.data = const_cast<uint8_t*>(frame.data());
+        e2e::MaskImage out;
+        EXPECT_EQ(e2e::processFrame(e2e::Table::AlgoAPI, handle, &in, &out.image), 0);
+        EXPECT_EQ(e2e::releaseHandle(e2e::Table::AlgoAPI, handle), 0);
+        Digest mask;
+        mask.add(out.bytes.data(), BODYSEG_MASK_BYTES);
+        *maskDigest = mask.value();
+    }
+
+    std::vector<uint8_t> model_;
+};
+
+TEST_F(RealModelMasks, AreTheSameOnEveryArchitecture) {
+    ASSERT_EQ(hex(digestOf(model_)), hex(kModelDigest))
+        << "the prepared model is not the one the masks were recorded with";
+    for (const Sample& sample : kSamples) {
+        uint64_t frame = 0;
+        uint64_t mask = 0;
+        run(sample, &frame, &mask);
+        std::printf("%s %3d frame %s mask %s\n", sample.photo, sample.orientation,
+                    hex(frame).c_str(), hex(mask).c_str());
+        EXPECT_EQ(hex(frame), hex(sample.frame)) << sample.photo << " " << sample.orientation;
+        EXPECT_EQ(hex(mask), hex(sample.mask))
+            << sample.photo << " " << sample.orientation << " on " << kArchitecture;
+    }
+}
+
+}  // namespace
+}  // namespace portability
