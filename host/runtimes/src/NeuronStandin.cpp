@@ -78,6 +78,40 @@ Runtime* loaded(void* runtime) {
     return instance != nullptr && instance->model != nullptr ? instance : nullptr;
 }
 
+int singleSize(void* runtime, uint32_t direction, unsigned int* size) {
+    if (size == nullptr)
+        return kUnexpectedNull;
+    Runtime* instance = loaded(runtime);
+    if (instance == nullptr)
+        return kBadState;
+    *size = instance->model->byteSize(direction);
+    return kNoError;
+}
+
+// Binds caller memory as the single input (direction 0) or output (1) after recording what the
+// backend passed; the length must be the tensor's.
+int bind(void* runtime, uint32_t direction, void* buffer, unsigned int length,
+         BufferAttribute attribute) {
+    if (buffer == nullptr)
+        return kUnexpectedNull;
+    Runtime* instance = loaded(runtime);
+    if (instance == nullptr)
+        return kBadState;
+    const std::string side = direction == 0 ? "input" : "output";
+    libraryState().recordInt(side + "_bytes", length);
+    libraryState().recordInt(side + "_attribute", attribute.ionFd);
+    if (length != instance->model->byteSize(direction))
+        return kBadData;
+    if (direction == 0) {
+        instance->binding.input = buffer;
+        instance->binding.inputSize = length;
+    } else {
+        instance->binding.output = buffer;
+        instance->binding.outputSize = length;
+    }
+    return kNoError;
+}
+
 }  // namespace
 
 extern "C" {
@@ -132,60 +166,28 @@ int NeuronRuntime_loadNetworkFromBuffer(void* runtime, const void* buffer, unsig
 
 int NeuronRuntime_getSingleInputSize(void* runtime, unsigned int* size) {
     STANDIN_ENTER();
-    if (size == nullptr)
-        return kUnexpectedNull;
-    Runtime* instance = loaded(runtime);
-    if (instance == nullptr)
-        return kBadState;
-    *size = instance->model->byteSize(0);
-    return kNoError;
+    return singleSize(runtime, 0, size);
 }
 
 int NeuronRuntime_getSingleOutputSize(void* runtime, unsigned int* size) {
     STANDIN_ENTER();
-    if (size == nullptr)
-        return kUnexpectedNull;
-    Runtime* instance = loaded(runtime);
-    if (instance == nullptr)
-        return kBadState;
-    *size = instance->model->byteSize(1);
-    return kNoError;
+    return singleSize(runtime, 1, size);
 }
 
 int NeuronRuntime_setSingleInput(void* runtime, const void* buffer, unsigned int length,
                                  BufferAttribute attribute) {
     STANDIN_ENTER();
-    if (buffer == nullptr)
-        return kUnexpectedNull;
-    Runtime* instance = loaded(runtime);
-    if (instance == nullptr)
-        return kBadState;
-    standin::State& state = libraryState();
-    state.recordInt("input_bytes", length);
-    state.recordInt("input_address", static_cast<int64_t>(reinterpret_cast<uintptr_t>(buffer)));
-    state.recordInt("input_attribute", attribute.ionFd);
-    if (length != instance->model->byteSize(0))
-        return kBadData;
-    instance->binding.input = buffer;
-    instance->binding.inputSize = length;
-    return kNoError;
+    if (buffer != nullptr) {
+        libraryState().recordInt("input_address",
+                                 static_cast<int64_t>(reinterpret_cast<uintptr_t>(buffer)));
+    }
+    return bind(runtime, 0, const_cast<void*>(buffer), length, attribute);
 }
 
 int NeuronRuntime_setSingleOutput(void* runtime, void* buffer, unsigned int length,
                                   BufferAttribute attribute) {
     STANDIN_ENTER();
-    if (buffer == nullptr)
-        return kUnexpectedNull;
-    Runtime* instance = loaded(runtime);
-    if (instance == nullptr)
-        return kBadState;
-    libraryState().recordInt("output_bytes", length);
-    libraryState().recordInt("output_attribute", attribute.ionFd);
-    if (length != instance->model->byteSize(1))
-        return kBadData;
-    instance->binding.output = buffer;
-    instance->binding.outputSize = length;
-    return kNoError;
+    return bind(runtime, 1, buffer, length, attribute);
 }
 
 // Reads the bound input and writes the bound output, as the device runtime does with the memory
