@@ -47,6 +47,9 @@ class EngineImpl final : public Engine {
         }
         const std::vector<Stage> stages = partitionStages(graph_, order);
         const std::vector<bool> owned = engineOwnedTensors(graph_, stages);
+        if (!checkTensorBytes(error)) {
+            return false;
+        }
         allocateBuffers(owned);
         if (!createThreadpool(options.threads, &threadpool_, error)) {
             return false;
@@ -127,6 +130,25 @@ class EngineImpl final : public Engine {
         RuntimePtr runtime;         // an XNNPACK stage
         size_t kernelOperator = 0;  // otherwise: the operator a plain kernel runs
     };
+
+    // Each tensor is bounded when the model is read; the sum of every tensor the engine or
+    // XNNPACK has to hold is bounded here, before any of it is allocated, so that a model cannot
+    // make the host process run out of memory.
+    bool checkTensorBytes(std::string* error) const {
+        constexpr size_t kMaxTensorBytes = size_t{1} << 28;
+        size_t total = 0;
+        for (size_t t = 0; t < graph_.tensors.size(); ++t) {
+            if (!graph_.tensors[t].isConstant) {
+                total += graph_.tensors[t].byteSize();
+                if (total > kMaxTensorBytes) {
+                    return fail(error, "the model's tensors need more than " +
+                                           std::to_string(kMaxTensorBytes >> 20) +
+                                           " MiB of memory");
+                }
+            }
+        }
+        return true;
+    }
 
     // Every tensor's storage: constants point at their bytes, engine-owned tensors at a zeroed
     // buffer with XNNPACK's read-ahead slack, the rest (XNNPACK-internal) stay null.
