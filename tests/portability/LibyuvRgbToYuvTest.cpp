@@ -8,6 +8,8 @@
 #include <gtest/gtest.h>
 #include <libyuv.h>
 
+#include <algorithm>
+
 #include "MaskDigest.h"
 
 namespace portability {
