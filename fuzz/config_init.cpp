@@ -9,6 +9,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <cstdlib>
 #include <string>
 #include <vector>
 
@@ -61,6 +62,14 @@ bool writeWhole(const std::string& path, const uint8_t* data, size_t size) {
     return done == size;
 }
 
+// The files of this process go with it; a run that crashes leaves them behind.
+void removeWorkFiles() {
+    unlink(gSession->configPath.c_str());
+    unlink(gSession->modelPath.c_str());
+    rmdir(gSession->cacheDir.c_str());
+    rmdir(workDirectory().c_str());
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerInitialize(int*, char***) {
@@ -84,6 +93,7 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
         s.model[i] = static_cast<uint8_t>(i * 31 + 7);
     FUZZ_CHECK(writeWhole(s.modelPath, s.model.data(), s.model.size()), "cannot write %s",
                s.modelPath.c_str());
+    std::atexit(removeWorkFiles);
     s.desc.model_path = s.modelPath.c_str();
     s.desc.model_data = s.model.data();
     s.desc.model_size = static_cast<uint32_t>(s.model.size());

@@ -165,6 +165,8 @@ extern "C" int LLVMFuzzerInitialize(int*, char***) {
     s.param.model = &s.desc;
     s.param.config_path = s.configPath.c_str();
     FUZZ_CHECK(s.api.algoInitHandle(&s.handle, &s.param) == kSuccess, "init failed");
+    // Read once by init and never again.
+    unlink(s.configPath.c_str());
     return 0;
 }
 
