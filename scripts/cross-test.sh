@@ -19,7 +19,7 @@ QUICK_PROGRAMS=(
     abi_layout_test scripted_mask_portability_test realmodel_mask_portability_test
     libyuv_portability_test e2e_tests api_tables_test exports_test factory_selection_test
     assist_test algocore_log_test algocore_memory_test algocore_properties_test
-    algocore_status_test func_tests engine_test tools_assist_test
+    algocore_status_test func_tests engine_test tools_assist_test model_layout_portability_test
 )
 # The thousand init/frame/release cycles watch the resident memory of the process, which under
 # qemu includes the emulator's own (translated code, its record of the guest's mappings) and grows

@@ -20,7 +20,8 @@ constexpr int kV1Slots = 14;
 static_assert(sizeof(BodySegAlgoAPI) == 8 * sizeof(void*), "eight slots");
 static_assert(sizeof(BodySegAlgoAPIV1) == kV1Slots * sizeof(void*), "fourteen slots");
 
-const uintptr_t kMarker = 0x5A5A5A5A5A5A5A5Aull;
+// 0x5A in every byte, whatever the pointer width.
+const uintptr_t kMarker = static_cast<uintptr_t>(0x5A5A5A5A5A5A5A5Aull);
 
 // A table region filled with the marker in every slot, read back slot by slot.
 template <int kSlots>

@@ -116,6 +116,51 @@ TEST(ModelErrorTest, WrongDeclaredOutputShape) {
               "CONV_2D (operator 0) declares output shape [1,8,8,4] but computes [1,4,4,4]");
 }
 
+// XNNPACK's indirection tables grow with output pixels times kernel taps, and a transposed
+// convolution's parameters with its strides: a few kilobytes of model could ask for gigabytes.
+std::vector<uint8_t> convolutionChain(int count, int32_t side, int32_t kernel) {
+    ModelBuilder b;
+    int x = b.addTensor("x", ElementType::Float32, {1, side, side, 1});
+    b.setInputs({x});
+    const int w = b.addFloatConstant("w", {1, kernel, kernel, 1}, randomFloats(kernel * kernel, 1));
+    for (int i = 0; i < count; ++i) {
+        const int y =
+            b.addTensor("y" + std::to_string(i), ElementType::Float32, {1, side, side, 1});
+        b.addOperator(OpKind::Conv2d, {x, w, -1}, {y});
+        x = y;
+    }
+    b.setOutputs({x});
+    return b.finish();
+}
+
+TEST(ModelErrorTest, ConvolutionWindowBeyondWorkingMemory) {
+    // 1048576 output pixels x 961 taps x 8 bytes: about 7.5 GiB of indirection table.
+    EXPECT_EQ(creationError(convolutionChain(1, 1024, 31)),
+              "CONV_2D (operator 0) takes the model's window working memory beyond 256 MiB");
+}
+
+TEST(ModelErrorTest, WindowWorkingMemoryIsSummedOverOperators) {
+    // 72 MiB each: the fourth convolution crosses the bound.
+    EXPECT_EQ(creationError(convolutionChain(4, 1024, 3)),
+              "CONV_2D (operator 3) takes the model's window working memory beyond 256 MiB");
+}
+
+TEST(ModelErrorTest, TransposedConvolutionStridesBeyondWorkingMemory) {
+    ModelBuilder b;
+    const int x = b.addTensor("x", ElementType::Float32, {1, 1, 1, 1});
+    const int w = b.addFloatConstant("w", {1, 1, 1, 1}, {1.0f});
+    const int bias = b.addFloatConstant("b", {1}, {0.0f});
+    const int y = b.addTensor("y", ElementType::Float32, {1, 1, 1, 1});
+    hostengine::OpOptions o;
+    o.strideH = o.strideW = 65536;
+    b.addOperator(OpKind::Convolution2DTransposeBias, {x, w, bias}, {y}, o);
+    b.setInputs({x});
+    b.setOutputs({y});
+    EXPECT_EQ(creationError(b.finish()),
+              "Convolution2DTransposeBias (operator 0) takes the model's window working memory "
+              "beyond 256 MiB");
+}
+
 TEST(ModelErrorTest, TensorReadBeforeWritten) {
     ModelBuilder b;
     const int x = b.addTensor("x", ElementType::Float32, {4});

@@ -17,6 +17,7 @@
 #include "OperatorChecks.h"
 #include "Partition.h"
 #include "XnnpackLowering.h"
+#include "WorkingMemory.h"
 #include "XnnpackSupport.h"
 
 namespace hostengine {
@@ -47,7 +48,7 @@ class EngineImpl final : public Engine {
         }
         const std::vector<Stage> stages = partitionStages(graph_, order);
         const std::vector<bool> owned = engineOwnedTensors(graph_, stages);
-        if (!checkTensorBytes(error)) {
+        if (!checkTensorBytes(error) || !checkWindowWorkingMemory(graph_, order, error)) {
             return false;
         }
         allocateBuffers(owned);

@@ -287,13 +287,15 @@ std::vector<uint8_t> ModelBuilder::finish() const {
         }
         flatbuffers::Offset<tflite::QuantizationParameters> quantization;
         if (tensor.quantization.present) {
-            quantization = tflite::CreateQuantizationParameters(
-                fbb, 0, 0, fbb.CreateVector(std::vector<float>{tensor.quantization.scale}),
-                fbb.CreateVector(std::vector<int64_t>{tensor.quantization.zeroPoint}));
+            const auto scale = fbb.CreateVector(std::vector<float>{tensor.quantization.scale});
+            const auto zeroPoint =
+                fbb.CreateVector(std::vector<int64_t>{tensor.quantization.zeroPoint});
+            quantization = tflite::CreateQuantizationParameters(fbb, 0, 0, scale, zeroPoint);
         }
-        tensors.push_back(tflite::CreateTensor(fbb, fbb.CreateVector(tensor.shape),
-                                               fileType(tensor.type), buffer,
-                                               fbb.CreateString(tensor.name), quantization));
+        const auto shape = fbb.CreateVector(tensor.shape);
+        const auto name = fbb.CreateString(tensor.name);
+        tensors.push_back(
+            tflite::CreateTensor(fbb, shape, fileType(tensor.type), buffer, name, quantization));
     }
 
     // One operator code per distinct (builtin, custom) pair, in order of first use.
@@ -315,18 +317,28 @@ std::vector<uint8_t> ModelBuilder::finish() const {
         if (!entry.customOptions.empty()) {
             custom = fbb.CreateVector(entry.customOptions);
         }
-        operators.push_back(tflite::CreateOperator(
-            fbb, opcodeIndex, fbb.CreateVector(entry.op.inputs), fbb.CreateVector(entry.op.outputs),
-            options.type, options.table, custom));
+        const auto inputs = fbb.CreateVector(entry.op.inputs);
+        const auto outputs = fbb.CreateVector(entry.op.outputs);
+        operators.push_back(tflite::CreateOperator(fbb, opcodeIndex, inputs, outputs, options.type,
+                                                   options.table, custom));
     }
 
-    const auto subgraph = tflite::CreateSubGraph(
-        fbb, fbb.CreateVector(tensors), fbb.CreateVector(inputs_), fbb.CreateVector(outputs_),
-        fbb.CreateVector(operators), fbb.CreateString("main"));
-    const auto model = tflite::CreateModel(
-        fbb, kSchemaVersion, fbb.CreateVector(codes),
-        fbb.CreateVector(std::vector<flatbuffers::Offset<tflite::SubGraph>>{subgraph}),
-        fbb.CreateString(description_), fbb.CreateVector(buffers));
+    // Children are written one statement at a time: the order in which a compiler evaluates
+    // function arguments differs between targets, and with it the file's layout.
+    const auto tensorTable = fbb.CreateVector(tensors);
+    const auto graphInputs = fbb.CreateVector(inputs_);
+    const auto graphOutputs = fbb.CreateVector(outputs_);
+    const auto operatorTable = fbb.CreateVector(operators);
+    const auto graphName = fbb.CreateString("main");
+    const auto subgraph = tflite::CreateSubGraph(fbb, tensorTable, graphInputs, graphOutputs,
+                                                 operatorTable, graphName);
+    const auto codeTable = fbb.CreateVector(codes);
+    const auto subgraphs =
+        fbb.CreateVector(std::vector<flatbuffers::Offset<tflite::SubGraph>>{subgraph});
+    const auto description = fbb.CreateString(description_);
+    const auto bufferTable = fbb.CreateVector(buffers);
+    const auto model =
+        tflite::CreateModel(fbb, kSchemaVersion, codeTable, subgraphs, description, bufferTable);
     tflite::FinishModelBuffer(fbb, model);
     return std::vector<uint8_t>(fbb.GetBufferPointer(), fbb.GetBufferPointer() + fbb.GetSize());
 }
