@@ -1,8 +1,9 @@
 #!/usr/bin/env bash
 # Sets everything up and runs the whole test suite: the plain build (with the prepared model and
 # the sample photos, so that the real-model tests run too), the whole suite again under
-# AddressSanitizer + UndefinedBehaviorSanitizer, the concurrency tests under ThreadSanitizer, and a
-# short run of every fuzz target.
+# AddressSanitizer + UndefinedBehaviorSanitizer, the concurrency tests under ThreadSanitizer, the
+# core of the suite cross-built for 64-bit ARM and run under qemu, and a short run of every fuzz
+# target.
 set -euo pipefail
 here=$(cd "$(dirname "$0")/.." && pwd)
 source "$here/scripts/lib.sh"
@@ -34,6 +35,10 @@ ASAN_OPTIONS=detect_leaks=1:abort_on_error=1 UBSAN_OPTIONS=print_stacktrace=1:ha
 BUILD_TARGET=concurrency_tests build tsan "$here/build-tsan" -DCMAKE_BUILD_TYPE=Debug \
     -DBODYSEG_SANITIZE=thread -DBODYSEG_BUILD_BENCH=OFF -DBODYSEG_BUILD_TOOLS=OFF
 TSAN_OPTIONS=halt_on_error=1 CTEST_ARGS="-L concurrency" run_tests tsan "$here/build-tsan"
+
+# The byte layouts, the masks across architectures, the plug-in as a camera host drives it, the
+# services and the engine, built for aarch64 and run under qemu user-mode emulation.
+bash "$here/scripts/cross-test.sh" --quick aarch64
 
 # Every fuzz target for a few seconds after its kept crash inputs (clang, ASan+UBSan).
 bash "$here/scripts/fuzz.sh" --smoke
