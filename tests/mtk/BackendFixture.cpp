@@ -1,7 +1,5 @@
 #include "BackendFixture.h"
 
-#include <cstring>
-
 #include "PluginPaths.h"
 
 namespace mtktest {
@@ -57,20 +55,6 @@ std::vector<int> BackendTest::callCounts(const testsupport::StandinClient& clien
     for (const std::string& symbol : symbols)
         counts.push_back(client.callCount(symbol));
     return counts;
-}
-
-std::vector<uint8_t> floatBytes(const std::vector<float>& values) {
-    std::vector<uint8_t> bytes(values.size() * sizeof(float));
-    if (!values.empty())
-        std::memcpy(bytes.data(), values.data(), bytes.size());
-    return bytes;
-}
-
-std::vector<uint8_t> int32Bytes(const std::vector<int32_t>& values) {
-    std::vector<uint8_t> bytes(values.size() * sizeof(int32_t));
-    if (!values.empty())
-        std::memcpy(bytes.data(), values.data(), bytes.size());
-    return bytes;
 }
 
 }  // namespace mtktest

@@ -51,7 +51,16 @@ class BackendTest : public algocoretest::TracedRegistryTest {
 };
 
 // The bytes of `values` as the runtime lays them out.
-std::vector<uint8_t> floatBytes(const std::vector<float>& values);
-std::vector<uint8_t> int32Bytes(const std::vector<int32_t>& values);
+template <typename Value>
+std::vector<uint8_t> bytesOf(const std::vector<Value>& values) {
+    const auto* bytes = reinterpret_cast<const uint8_t*>(values.data());
+    return std::vector<uint8_t>(bytes, bytes + values.size() * sizeof(Value));
+}
+inline std::vector<uint8_t> floatBytes(const std::vector<float>& values) {
+    return bytesOf(values);
+}
+inline std::vector<uint8_t> int32Bytes(const std::vector<int32_t>& values) {
+    return bytesOf(values);
+}
 
 }  // namespace mtktest

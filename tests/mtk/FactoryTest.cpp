@@ -4,18 +4,13 @@
 #include <android/log.h>
 #include <gtest/gtest.h>
 
-#include <functional>
 #include <memory>
-#include <mutex>
-#include <ostream>
 #include <string>
 #include <vector>
 
 #include "ALGOGalloc.h"
 #include "BackendFixture.h"
-#include "BodySegFty.h"
-#include "BodySegNeuron.h"
-#include "BodySegNeuropilot.h"
+#include "BackendKind.h"
 #include "ModelMaterial.h"
 #include "MtkLogExpect.h"
 
@@ -24,31 +19,6 @@ namespace {
 
 using bodysegment::ModelImpBase;
 using bodysegment::ModelImpFtyBase;
-
-struct FactoryCase {
-    const char* label;
-    std::function<ModelImpFtyBase*()> makeFactory;
-    std::function<bool(ModelImpBase*)> isExpectedClass;
-    uint32_t objectSize;
-    const char* constructedFile;  // where the backend's constructor logs "Construct"
-    const char* constructor;      // the constructor's function name in that line
-    const char* successLine;
-};
-
-void PrintTo(const FactoryCase& row, std::ostream* os) {
-    *os << row.label;
-}
-
-const FactoryCase kFactories[] = {
-    {"Neuropilot", [] { return new bodysegment::BodySegNeuropilotFty; },
-     [](ModelImpBase* p) { return dynamic_cast<bodysegment::BodySegNeuropilot*>(p) != nullptr; },
-     sizeof(bodysegment::BodySegNeuropilot), kNeuropilotFile, "BodySegNeuropilot",
-     "new bodysegment::BodySegNeuropilot success"},
-    {"Neuron", [] { return new bodysegment::BodySegNeuronFty; },
-     [](ModelImpBase* p) { return dynamic_cast<bodysegment::BodySegNeuron*>(p) != nullptr; },
-     sizeof(bodysegment::BodySegNeuron), kNeuronFile, "BodySegNeuron",
-     "new bodysegment::BodySegNeuron success"},
-};
 
 size_t firstIndexOf(const testsupport::LogCapture& log, const KavoLine& expected) {
     const std::vector<testsupport::LogLine> lines = log.lines();
@@ -59,7 +29,7 @@ size_t firstIndexOf(const testsupport::LogCapture& log, const KavoLine& expected
     return lines.size();
 }
 
-class FactoryTest : public BackendTest, public testing::WithParamInterface<FactoryCase> {
+class FactoryTest : public BackendTest, public testing::WithParamInterface<const BackendKind*> {
   protected:
     // How a handle frees a backend it got from a factory.
     static void destroy(ModelImpBase* backend) {
@@ -69,71 +39,54 @@ class FactoryTest : public BackendTest, public testing::WithParamInterface<Facto
     }
 };
 
-TEST_P(FactoryTest, MakesARegisteredBackendOfItsClass) {
-    const FactoryCase& row = GetParam();
-    std::unique_ptr<ModelImpFtyBase> factory(row.makeFactory());
+TEST_P(FactoryTest, EachCallMakesANewRegisteredBackendOfItsClassThatOutlivesTheFactory) {
+    const BackendKind& kind = *GetParam();
+    std::unique_ptr<ModelImpFtyBase> factory(kind.makeFactory());
     mtk_ai_type::ModelCfg cfg = makeCfg(BuildPath::kFile);
     capture_.clear();
 
-    ModelImpBase* backend = factory->CreateModelImp(cfg);
-
-    ASSERT_NE(backend, nullptr);
-    EXPECT_TRUE(row.isExpectedClass(backend));
-    ASSERT_TRUE(registered(backend));
-    const kavo::AlgoMemInfo record = recordOf(backend);
-    EXPECT_EQ(record.size, row.objectSize);
-    EXPECT_EQ(record.flag, 0);
-    EXPECT_EQ(kavo::LogPrintf::baseName(record.file.c_str()), std::string(kFactoryFile));
-    EXPECT_EQ(kavo::AlgorithmMemory::getInternalMemSize(), row.objectSize);
-    const KavoLine constructed{ANDROID_LOG_INFO, row.constructedFile, row.constructor, "Construct"};
-    const KavoLine created{ANDROID_LOG_INFO, kFactoryFile, "CreateModelImp", row.successLine};
-    EXPECT_TRUE(loggedOnce(capture_, constructed));
-    EXPECT_TRUE(loggedOnce(capture_, created));
-    EXPECT_LT(firstIndexOf(capture_, constructed), firstIndexOf(capture_, created))
-        << "the success line came before the backend existed" << dump(capture_);
-    destroy(backend);
-}
-
-TEST_P(FactoryTest, EachCallMakesANewSeparatelyRegisteredBackend) {
-    const FactoryCase& row = GetParam();
-    std::unique_ptr<ModelImpFtyBase> factory(row.makeFactory());
-    mtk_ai_type::ModelCfg cfg = makeCfg(BuildPath::kFile);
-
     ModelImpBase* first = factory->CreateModelImp(cfg);
-    ModelImpBase* second = factory->CreateModelImp(cfg);
 
     ASSERT_NE(first, nullptr);
+    EXPECT_TRUE(kind.isOwnClass(first));
+    ASSERT_TRUE(registered(first));
+    const kavo::AlgoMemInfo record = recordOf(first);
+    EXPECT_EQ(record.size, kind.objectSize);
+    EXPECT_EQ(record.flag, 0);
+    EXPECT_EQ(kavo::LogPrintf::baseName(record.file.c_str()), std::string(kFactoryFile));
+    EXPECT_EQ(kavo::AlgorithmMemory::getInternalMemSize(), kind.objectSize);
+    const KavoLine constructed{ANDROID_LOG_INFO, kind.file, kind.className, "Construct"};
+    const KavoLine created{ANDROID_LOG_INFO, kFactoryFile, "CreateModelImp",
+                           std::string("new bodysegment::") + kind.className + " success"};
+    EXPECT_TRUE(loggedTimes(capture_, constructed, 1));
+    EXPECT_TRUE(loggedTimes(capture_, created, 1));
+    EXPECT_LT(firstIndexOf(capture_, constructed), firstIndexOf(capture_, created))
+        << "the success line came before the backend existed" << dump(capture_);
+
+    ModelImpBase* second = factory->CreateModelImp(cfg);
+
     ASSERT_NE(second, nullptr);
     EXPECT_NE(first, second);
     EXPECT_EQ(registeredCount(), 2u);
-    EXPECT_EQ(kavo::AlgorithmMemory::getInternalMemSize(), 2 * row.objectSize);
+    EXPECT_EQ(kavo::AlgorithmMemory::getInternalMemSize(), 2 * kind.objectSize);
     destroy(first);
     EXPECT_FALSE(registered(first));
     EXPECT_TRUE(registered(second));
-    EXPECT_EQ(kavo::AlgorithmMemory::getInternalMemSize(), row.objectSize);
-    destroy(second);
-}
-
-TEST_P(FactoryTest, BackendOutlivesItsFactory) {
-    const FactoryCase& row = GetParam();
-    std::unique_ptr<ModelImpFtyBase> factory(row.makeFactory());
-    mtk_ai_type::ModelCfg cfg = makeCfg(BuildPath::kBuffer);
-    ModelImpBase* backend = factory->CreateModelImp(cfg);
-    ASSERT_NE(backend, nullptr);
+    EXPECT_EQ(kavo::AlgorithmMemory::getInternalMemSize(), kind.objectSize);
 
     factory.reset();
 
-    EXPECT_TRUE(registered(backend));
-    ASSERT_EQ(backend->Init(), 1);
+    EXPECT_TRUE(registered(second));
+    ASSERT_EQ(second->Init(), 1);
     std::vector<uint8_t> output(kOutputElements);
-    EXPECT_EQ(backend->Inference(input_.data(), kInputBytes, output.data()), 1);
+    EXPECT_EQ(second->Inference(input_.data(), kInputBytes, output.data()), 1);
     EXPECT_TRUE(errorsAre(capture_, {}));
-    destroy(backend);
+    destroy(second);
 }
 
-INSTANTIATE_TEST_SUITE_P(BothRuntimes, FactoryTest, testing::ValuesIn(kFactories),
-                         [](const testing::TestParamInfo<FactoryCase>& info) {
-                             return info.param.label;
+INSTANTIATE_TEST_SUITE_P(BothRuntimes, FactoryTest, testing::ValuesIn(bothKinds()),
+                         [](const testing::TestParamInfo<const BackendKind*>& info) {
+                             return info.param->label;
                          });
 
 }  // namespace

@@ -4,6 +4,7 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
+#include <functional>
 #include <string>
 #include <vector>
 
@@ -34,6 +35,26 @@ class InferenceMallocTest : public BackendTest {
     // Only errors are logged, so the capture allocates nothing while counting.
     algocoretest::LogLevelScope quiet_{kavo::kLogError};
     std::vector<uint8_t> output_ = std::vector<uint8_t>(kOutputBytes);
+
+    static long blocksOf(const std::function<void()>& frame) {
+        return mallocsDuring([&frame] {
+            for (int i = 0; i < kFrames; ++i)
+                frame();
+        });
+    }
+
+    // Frames through `backend` ask for as many blocks as `directFrame`, the same vendor calls made
+    // directly. The first of each binds the wrappers and lets the runtime make its records.
+    void expectNoBlocksOfItsOwn(bodysegment::ModelImpBase& backend,
+                                const std::function<void()>& directFrame) {
+        const std::function<void()> backendFrame = [&] {
+            backend.Inference(input_.data(), kInputBytes, output_.data());
+        };
+        directFrame();
+        ASSERT_EQ(backend.Inference(input_.data(), kInputBytes, output_.data()), 1);
+        const long direct = blocksOf(directFrame);
+        EXPECT_EQ(blocksOf(backendFrame), direct);
+    }
 };
 
 // The count would prove nothing if the runtime's allocations bypassed the counter.
@@ -66,30 +87,13 @@ TEST_F(InferenceMallocTest, NeuropilotFrameAllocatesOnlyWhatItsVendorCallsDo) {
     mtk_ai_type::ModelCfg cfg = makeCfg(BuildPath::kBuffer);
     bodysegment::BodySegNeuropilot backend(cfg);
     ASSERT_EQ(backend.Init(), 1);
-    const auto directFrame = [&] {
+    expectNoBlocksOfItsOwn(backend, [&] {
         unsigned int type = 0;
         setInput(interpreter, 0, input_.data(), kInputBytes);
         invoke(interpreter);
         getOutput(interpreter, 0, output_.data(), kOutputBytes);
         getType(interpreter, 1, 0, &type);
-    };
-    const auto backendFrame = [&] {
-        backend.Inference(input_.data(), kInputBytes, output_.data());
-    };
-    // The first calls bind the wrappers and let the runtime make its records.
-    directFrame();
-    ASSERT_EQ(backend.Inference(input_.data(), kInputBytes, output_.data()), 1);
-
-    const long direct = mallocsDuring([&] {
-        for (int i = 0; i < kFrames; ++i)
-            directFrame();
     });
-    const long throughBackend = mallocsDuring([&] {
-        for (int i = 0; i < kFrames; ++i)
-            backendFrame();
-    });
-
-    EXPECT_EQ(throughBackend, direct);
     backend.Release();
     freeInterpreter(interpreter);
     freeOptions(options);
@@ -111,27 +115,11 @@ TEST_F(InferenceMallocTest, NeuronFrameAllocatesOnlyWhatItsVendorCallsDo) {
     bodysegment::BodySegNeuron backend(cfg);
     ASSERT_EQ(backend.Init(), 1);
     const BufferAttribute attribute{-1};
-    const auto directFrame = [&] {
+    expectNoBlocksOfItsOwn(backend, [&] {
         setInput(instance, input_.data(), kInputBytes, attribute);
         setOutput(instance, output_.data(), kOutputBytes, attribute);
         inference(instance);
-    };
-    const auto backendFrame = [&] {
-        backend.Inference(input_.data(), kInputBytes, output_.data());
-    };
-    directFrame();
-    ASSERT_EQ(backend.Inference(input_.data(), kInputBytes, output_.data()), 1);
-
-    const long direct = mallocsDuring([&] {
-        for (int i = 0; i < kFrames; ++i)
-            directFrame();
     });
-    const long throughBackend = mallocsDuring([&] {
-        for (int i = 0; i < kFrames; ++i)
-            backendFrame();
-    });
-
-    EXPECT_EQ(throughBackend, direct);
     backend.Release();
     release(instance);
 }

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include "LogCapture.h"
+#include "LogExpect.h"
 #include "LogTestSupport.h"
 
 namespace mtktest {
@@ -32,31 +33,17 @@ struct KavoLine {
     std::string message;
 };
 
-inline std::string levelWord(int priority) {
-    switch (priority) {
-        case ANDROID_LOG_ERROR:
-            return "ERROR";
-        case ANDROID_LOG_WARN:
-            return "WARING";
-        case ANDROID_LOG_INFO:
-            return "INFO";
-        case ANDROID_LOG_DEBUG:
-            return "DEBUG";
-        default:
-            return "?";
-    }
-}
-
 inline bool matches(const testsupport::LogLine& logged, const KavoLine& expected) {
     if (logged.tag != kPluginTag || logged.priority != expected.priority)
         return false;
     const algocoretest::HeadedLine parsed = algocoretest::parseHeadedLine(logged);
-    return parsed.word == levelWord(expected.priority) && parsed.file == expected.file &&
-           parsed.function == expected.function && parsed.message == expected.message;
+    return "[" + parsed.word + "]" == testsupport::levelWord(expected.priority) &&
+           parsed.file == expected.file && parsed.function == expected.function &&
+           parsed.message == expected.message;
 }
 
 inline std::string describe(const KavoLine& line) {
-    return "[" + levelWord(line.priority) + "] [KAVO] [" + line.file + "] <line>  " +
+    return testsupport::levelWord(line.priority) + " [KAVO] [" + line.file + "] <line>  " +
            line.function + "() " + line.message;
 }
 
@@ -68,30 +55,16 @@ inline std::string dump(const testsupport::LogCapture& log) {
     return text.empty() ? " (nothing)" : text;
 }
 
-// How many captured lines are `expected`.
-inline size_t countOf(const testsupport::LogCapture& log, const KavoLine& expected) {
+// `expected` was logged exactly `times` times.
+inline ::testing::AssertionResult loggedTimes(const testsupport::LogCapture& log,
+                                              const KavoLine& expected, size_t times) {
     size_t count = 0;
     for (const testsupport::LogLine& line : log.lines())
         count += matches(line, expected);
-    return count;
-}
-
-inline ::testing::AssertionResult loggedOnce(const testsupport::LogCapture& log,
-                                             const KavoLine& expected) {
-    const size_t count = countOf(log, expected);
-    if (count == 1)
+    if (count == times)
         return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure()
-           << count << " times " << describe(expected) << "; log:" << dump(log);
-}
-
-inline ::testing::AssertionResult neverLogged(const testsupport::LogCapture& log,
-                                              const KavoLine& expected) {
-    const size_t count = countOf(log, expected);
-    if (count == 0)
-        return ::testing::AssertionSuccess();
-    return ::testing::AssertionFailure()
-           << count << " times " << describe(expected) << "; log:" << dump(log);
+    return ::testing::AssertionFailure() << count << " times, not " << times << ", "
+                                         << describe(expected) << "; log:" << dump(log);
 }
 
 // The ERROR lines are exactly `expected`, in this order: those under every tag, or with
@@ -139,14 +112,53 @@ inline std::vector<std::string> infoTrace(const testsupport::LogCapture& log,
     return trace;
 }
 
-// The shim's own lines (priority and whole text), in order.
-inline std::vector<std::pair<int, std::string>> shimLines(const testsupport::LogCapture& log) {
-    std::vector<std::pair<int, std::string>> lines;
+using ShimLines = std::vector<std::pair<int, std::string>>;
+
+// The shim's own lines (priority and whole text) are `expected`, in order.
+inline ::testing::AssertionResult shimLinesAre(const testsupport::LogCapture& log,
+                                               const ShimLines& expected) {
+    ShimLines seen;
+    std::string wanted;
     for (const testsupport::LogLine& line : log.lines()) {
         if (line.tag == kShimTag)
-            lines.emplace_back(line.priority, line.text);
+            seen.emplace_back(line.priority, line.text);
     }
-    return lines;
+    if (seen == expected)
+        return ::testing::AssertionSuccess();
+    for (const auto& line : expected)
+        wanted += "\n  " + std::to_string(line.first) + " " + kShimTag + ": " + line.second;
+    return ::testing::AssertionFailure()
+           << "expected shim lines:" << wanted << "\nlog:" << dump(log);
+}
+
+inline std::pair<int, std::string> shimOpened(const std::string& library) {
+    return {ANDROID_LOG_DEBUG, "TFLite : open library " + library + "\n"};
+}
+
+inline std::pair<int, std::string> shimNotOpened(const std::string& library) {
+    return {ANDROID_LOG_ERROR, "TFLite error: unable to open library " + library + "\n"};
+}
+
+inline std::pair<int, std::string> shimUnbound(const std::string& symbol) {
+    return {ANDROID_LOG_ERROR, "TFLite error: unable to open function " + symbol + "\n"};
+}
+
+// The Neuron Runtime loader writes under the plug-in's tag.
+constexpr const char* kNeuronRuntimeLibrary = "libneuron_runtime.6.so";
+
+inline KavoLine runtimeMissing() {
+    return {ANDROID_LOG_ERROR, kNeuronInterfaceFile, "loadNeuronRuntimeLib",
+            std::string("NeuronRuntime error: unable to open library: ") + kNeuronRuntimeLibrary};
+}
+
+inline KavoLine runtimeOpened() {
+    return {ANDROID_LOG_INFO, kNeuronInterfaceFile, "loadNeuronRuntimeLib",
+            std::string("NeuronRuntime : open library: ") + kNeuronRuntimeLibrary};
+}
+
+inline KavoLine runtimeFunctionMissing(const std::string& symbol) {
+    return {ANDROID_LOG_ERROR, kNeuronInterfaceFile, "loadNeuronRuntimeFunc",
+            "Find function " + symbol + " failed"};
 }
 
 }  // namespace mtktest
