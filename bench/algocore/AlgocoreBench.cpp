@@ -8,14 +8,16 @@
 
 #include <cstdio>
 #include <cstdlib>
-#include <map>
 #include <string>
+#include <utility>
+#include <vector>
 
 #include "ALGOGalloc.h"
 #include "ALGONativeGalloc.h"
 #include "APSAlgoMemTrace.h"
 #include "ApsMemMap.h"
 #include "LogPrintf.h"
+#include "RatioReporter.h"
 
 namespace {
 
@@ -113,41 +115,12 @@ BENCHMARK(TrackedMallocFreeMirrored)
     ->Threads(2)
     ->UseRealTime();
 
-// Keeps each run's time per iteration (ns) and items per second for the ratios.
-class RatioReporter : public benchmark::ConsoleReporter {
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            if (run.run_type != Run::RT_Iteration || run.error_occurred)
-                continue;
-            nanos_[run.benchmark_name()] = run.GetAdjustedRealTime();
-            const auto items = run.counters.find("items_per_second");
-            if (items != run.counters.end())
-                perSecond_[run.benchmark_name()] = items->second;
-        }
-    }
-
-    void printRatio(const std::string& what, const std::string& of, const std::string& base) {
-        const auto a = nanos_.find(of);
-        const auto b = nanos_.find(base);
-        if (a == nanos_.end() || b == nanos_.end() || b->second <= 0)
-            return;
-        std::printf("%-58s %8.2f x  (%.2f ns vs %.2f ns)\n", what.c_str(), a->second / b->second,
-                    a->second, b->second);
-    }
-
-    void printRate(const std::string& what, const std::string& name) {
-        const auto rate = perSecond_.find(name);
-        if (rate == perSecond_.end())
-            return;
-        std::printf("%-58s %10.3f M/s\n", what.c_str(), rate->second / 1e6);
-    }
-
-  private:
-    std::map<std::string, double> nanos_;
-    std::map<std::string, double> perSecond_;
-};
+void printRate(const benchsupport::RatioReporter& reporter, const std::string& what,
+               const std::string& name) {
+    const double rate = reporter.itemsPerSecond(name);
+    if (rate >= 0)
+        std::printf("%-50s %10.3f M/s\n", what.c_str(), rate / 1e6);
+}
 
 }  // namespace
 
@@ -159,27 +132,31 @@ int main(int argc, char** argv) {
     kavo::LogPrintf::setLogStatus(kavo::kLogError);
     kavo::AlgorithmMemory::memTraceInit(256);
 
-    RatioReporter reporter;
+    benchsupport::RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
 
-    std::printf("\nRatios against the bare calls of this run:\n");
-    reporter.printRatio("disabled log statement / empty loop body", "DisabledLogStatement",
-                        "EmptyLoopBody");
-    reporter.printRatio("disabled log statement / plain call", "DisabledLogStatement", "PlainCall");
+    std::vector<benchsupport::Comparison> rows = {
+        {"disabled log statement / empty loop body", "DisabledLogStatement", "EmptyLoopBody", ""},
+        {"disabled log statement / plain call", "DisabledLogStatement", "PlainCall", ""},
+    };
+    std::printf("\n");
     for (const char* threads : {"1", "2"}) {
         const std::string suffix = std::string("/real_time/threads:") + threads;
         const std::string label =
             std::string(" (") + threads + " thread" + (threads[0] == '1' ? "" : "s") + ")";
-        reporter.printRate("registry insert+delete per second" + label,
-                           "RegistryInsertDelete" + suffix);
-        reporter.printRate("bare malloc+free per second" + label, "BareMallocFree" + suffix);
-        reporter.printRatio("registry insert+delete / bare malloc+free" + label,
-                            "RegistryInsertDelete" + suffix, "BareMallocFree" + suffix);
-        reporter.printRatio("tracked malloc+free / bare malloc+free" + label,
-                            "TrackedMallocFree" + suffix, "BareMallocFree" + suffix);
-        reporter.printRatio("mirrored tracked malloc+free / bare malloc+free" + label,
-                            "TrackedMallocFreeMirrored" + suffix, "BareMallocFree" + suffix);
+        printRate(reporter, "registry insert+delete per second" + label,
+                  "RegistryInsertDelete" + suffix);
+        printRate(reporter, "bare malloc+free per second" + label, "BareMallocFree" + suffix);
+        for (const auto& [what, name] :
+             {std::pair<const char*, const char*>{"registry insert+delete", "RegistryInsertDelete"},
+              {"tracked malloc+free", "TrackedMallocFree"},
+              {"mirrored tracked malloc+free", "TrackedMallocFreeMirrored"}}) {
+            rows.push_back({std::string(what) + " / bare malloc+free" + label, name + suffix,
+                            "BareMallocFree" + suffix, ""});
+        }
     }
+    reporter.printTable({"against the bare calls (median real time, ns)", "measured", "bare", ""},
+                        rows);
     benchmark::Shutdown();
     return 0;
 }

@@ -153,35 +153,26 @@ bool ConvStack::defineSubgraph(xnn_subgraph_t subgraph) const {
             const size_t filterCount = all.size() - out.channels;
             uint32_t filter = 0;
             uint32_t bias = 0;
-            if (layer.kind == Layer::Depthwise) {
-                const size_t shape[4] = {1, static_cast<size_t>(layer.kernel),
-                                         static_cast<size_t>(layer.kernel),
-                                         static_cast<size_t>(out.channels)};
-                if (xnn_define_tensor_value(subgraph, xnn_datatype_fp32, 4, shape, all.data(),
-                                            XNN_INVALID_VALUE_ID, 0,
-                                            &filter) != xnn_status_success ||
-                    !defineVector(all.data() + filterCount, out.channels, &bias)) {
-                    return false;
-                }
-                status = xnn_define_depthwise_convolution_2d(
-                    subgraph, 0, 0, 0, 0, layer.kernel, layer.kernel, layer.stride, layer.stride, 1,
-                    1, 1, dims.channels, 0.0f, 6.0f, current, filter, bias, next,
-                    XNN_FLAG_TENSORFLOW_SAME_PADDING);
-            } else {
-                const size_t shape[4] = {
-                    static_cast<size_t>(out.channels), static_cast<size_t>(layer.kernel),
-                    static_cast<size_t>(layer.kernel), static_cast<size_t>(dims.channels)};
-                if (xnn_define_tensor_value(subgraph, xnn_datatype_fp32, 4, shape, all.data(),
-                                            XNN_INVALID_VALUE_ID, 0,
-                                            &filter) != xnn_status_success ||
-                    !defineVector(all.data() + filterCount, out.channels, &bias)) {
-                    return false;
-                }
-                status = xnn_define_convolution_2d(
-                    subgraph, 0, 0, 0, 0, layer.kernel, layer.kernel, layer.stride, layer.stride, 1,
-                    1, 1, dims.channels, out.channels, 0.0f, 6.0f, current, filter, bias, next,
-                    XNN_FLAG_TENSORFLOW_SAME_PADDING);
+            const bool depthwise = layer.kind == Layer::Depthwise;
+            const size_t k = static_cast<size_t>(layer.kernel);
+            const size_t outC = static_cast<size_t>(out.channels);
+            // XNNPACK's filter layouts: [1, KH, KW, C] depthwise, [O, KH, KW, I] otherwise.
+            const size_t depthwiseShape[4] = {1, k, k, outC};
+            const size_t denseShape[4] = {outC, k, k, static_cast<size_t>(dims.channels)};
+            const size_t* shape = depthwise ? depthwiseShape : denseShape;
+            if (xnn_define_tensor_value(subgraph, xnn_datatype_fp32, 4, shape, all.data(),
+                                        XNN_INVALID_VALUE_ID, 0, &filter) != xnn_status_success ||
+                !defineVector(all.data() + filterCount, out.channels, &bias)) {
+                return false;
             }
+            status = depthwise ? xnn_define_depthwise_convolution_2d(
+                                     subgraph, 0, 0, 0, 0, layer.kernel, layer.kernel, layer.stride,
+                                     layer.stride, 1, 1, 1, dims.channels, 0.0f, 6.0f, current,
+                                     filter, bias, next, XNN_FLAG_TENSORFLOW_SAME_PADDING)
+                               : xnn_define_convolution_2d(
+                                     subgraph, 0, 0, 0, 0, layer.kernel, layer.kernel, layer.stride,
+                                     layer.stride, 1, 1, 1, dims.channels, out.channels, 0.0f, 6.0f,
+                                     current, filter, bias, next, XNN_FLAG_TENSORFLOW_SAME_PADDING);
         }
         if (status != xnn_status_success) {
             return false;

@@ -14,7 +14,7 @@
 #include "BareXnnpack.h"
 #include "ConvStack.h"
 #include "HostEngine.h"
-#include "MedianReporter.h"
+#include "RatioReporter.h"
 
 namespace {
 
@@ -106,7 +106,7 @@ int main(int argc, char** argv) {
         }
     }
 
-    std::vector<std::vector<std::string>> rows;
+    std::vector<benchsupport::Comparison> rows;
     for (const Subject& subject : subjects) {
         const std::string engineName = "engine/" + subject.label;
         const std::string bareName = "xnnpack/" + subject.label;
@@ -116,12 +116,8 @@ int main(int argc, char** argv) {
         benchmark::RegisterBenchmark(bareName.c_str(), runBare, subject.bare)
             ->Unit(benchmark::kMicrosecond)
             ->UseRealTime();
-        rows.push_back({subject.label, engineName + "/real_time", bareName + "/real_time"});
+        rows.push_back({subject.label, engineName + "/real_time", bareName + "/real_time", ""});
     }
-    benchmark::Initialize(&argc, argv);
-    enginebench::MedianReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.printRatios(rows);
-    benchmark::Shutdown();
-    return 0;
+    return benchsupport::runWithTable(
+        argc, argv, {"model (median real time, us)", "engine", "xnnpack", ""}, rows);
 }

@@ -11,58 +11,20 @@
 #include <string>
 #include <vector>
 
-#include "BodySegmentFunc.h"
+#include "FramePath.h"
 #include "RatioReporter.h"
 
 namespace {
 
-constexpr int kNetW = 342;
-constexpr int kNetH = 456;
-constexpr size_t kNetPixels = static_cast<size_t>(kNetW) * kNetH;
-
-struct FrameCase {
-    const char* label;
-    int width;
-    int height;
-    int stride;
-    int scan;
-};
-
-const FrameCase kFrames[] = {
-    {"1920x1080 stride 1920 scan 1088", 1920, 1080, 1920, 1088},
-    {"3280x2464 stride 3328", 3280, 2464, 3328, 2464},
-    {"4000x3000", 4000, 3000, 4000, 3000},
-};
-
-// Caller-owned buffers as the frame path provides them, with a frame that is not flat.
-struct Buffers {
-    explicit Buffers(const FrameCase& f)
-        : frame(static_cast<size_t>(f.stride) * f.scan * 3 / 2),
-          tmp(frame.size()),
-          scaled(kNetPixels * 3 / 2),
-          rotated(kNetPixels * 3 / 2),
-          tensor(kNetPixels * 3),
-          copy(frame.size()) {
-        for (size_t i = 0; i < frame.size(); ++i)
-            frame[i] = static_cast<uint8_t>(i * 131 >> 4);
-    }
-    std::vector<uint8_t> frame, tmp, scaled, rotated, tensor, copy;
-};
-
-bodysegment::Settings settingsFor(const FrameCase& f) {
-    bodysegment::Settings s;
-    s.stride = f.stride;
-    s.scan = f.scan;
-    s.width = f.width;
-    s.height = f.height;
-    s.orientation = 90;
-    s.image_type = 5;
-    return s;
-}
+using benchsupport::FrameBuffers;
+using benchsupport::FrameCase;
+using benchsupport::kNetHeight;
+using benchsupport::kNetPixels;
+using benchsupport::kNetWidth;
 
 void preProcess(benchmark::State& state, const FrameCase& f) {
-    Buffers b(f);
-    const bodysegment::Settings s = settingsFor(f);
+    FrameBuffers b(f);
+    const bodysegment::Settings s = benchsupport::frameSettings(f);
     for (auto _ : state) {
         benchmark::DoNotOptimize(bodysegment::pre_process_bodysegment(
             b.frame.data(), b.tensor.data(), b.tmp.data(), b.scaled.data(), b.rotated.data(), &s));
@@ -72,7 +34,7 @@ void preProcess(benchmark::State& state, const FrameCase& f) {
 
 // The same four libyuv calls, written out.
 void bareLibyuv(benchmark::State& state, const FrameCase& f) {
-    Buffers b(f);
+    FrameBuffers b(f);
     const size_t luma = static_cast<size_t>(f.stride) * f.scan;
     uint8_t* ty = b.tmp.data();
     uint8_t* tu = ty + luma;
@@ -87,21 +49,23 @@ void bareLibyuv(benchmark::State& state, const FrameCase& f) {
     for (auto _ : state) {
         int r = libyuv::NV21ToI420(b.frame.data(), f.stride, b.frame.data() + luma, f.stride, ty,
                                    f.stride, tu, half, tv, half, f.width, f.height);
-        r += libyuv::I420Scale(ty, f.stride, tu, half, tv, half, f.width, f.height, sy, kNetH, su,
-                               kNetH / 2, sv, kNetH / 2, kNetH, kNetW, libyuv::kFilterNone);
-        r += libyuv::I420Rotate(sy, kNetH, su, kNetH / 2, sv, kNetH / 2, ry, kNetW, ru, kNetW / 2,
-                                rv, kNetW / 2, kNetH, kNetW, libyuv::kRotate90);
-        r += libyuv::I420ToRGB24(ry, kNetW, ru, kNetW / 2, rv, kNetW / 2, b.tensor.data(),
-                                 kNetW * 3, kNetW, kNetH);
+        r += libyuv::I420Scale(ty, f.stride, tu, half, tv, half, f.width, f.height, sy, kNetHeight,
+                               su, kNetHeight / 2, sv, kNetHeight / 2, kNetHeight, kNetWidth,
+                               libyuv::kFilterNone);
+        r += libyuv::I420Rotate(sy, kNetHeight, su, kNetHeight / 2, sv, kNetHeight / 2, ry,
+                                kNetWidth, ru, kNetWidth / 2, rv, kNetWidth / 2, kNetHeight,
+                                kNetWidth, libyuv::kRotate90);
+        r += libyuv::I420ToRGB24(ry, kNetWidth, ru, kNetWidth / 2, rv, kNetWidth / 2,
+                                 b.tensor.data(), kNetWidth * 3, kNetWidth, kNetHeight);
         benchmark::DoNotOptimize(r);
         benchmark::ClobberMemory();
     }
 }
 
 void frameMemcpy(benchmark::State& state, const FrameCase& f) {
-    Buffers b(f);
+    FrameBuffers b(f);
     for (auto _ : state) {
-        std::memcpy(b.copy.data(), b.frame.data(), b.frame.size());
+        std::memcpy(b.tmp.data(), b.frame.data(), b.frame.size());
         benchmark::ClobberMemory();
     }
 }
@@ -128,8 +92,8 @@ void postProcess(benchmark::State& state, int orientation) {
 void bareRotatePlane(benchmark::State& state, libyuv::RotationMode mode) {
     LabelBuffers b;
     for (auto _ : state) {
-        benchmark::DoNotOptimize(
-            libyuv::RotatePlane(b.labels.data(), kNetW, b.mask.data(), kNetH, kNetW, kNetH, mode));
+        benchmark::DoNotOptimize(libyuv::RotatePlane(b.labels.data(), kNetWidth, b.mask.data(),
+                                                     kNetHeight, kNetWidth, kNetHeight, mode));
         benchmark::ClobberMemory();
     }
 }
@@ -150,8 +114,8 @@ void add(const std::string& name, void (*fn)(benchmark::State&, const FrameCase&
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::vector<funcbench::Comparison> rows;
-    for (const FrameCase& f : kFrames) {
+    std::vector<benchsupport::Comparison> rows;
+    for (const FrameCase& f : benchsupport::frameCases()) {
         const std::string tag = std::string("/") + f.label;
         add("pre_process" + tag, preProcess, f);
         add("pre_bare_libyuv" + tag, bareLibyuv, f);
@@ -174,12 +138,6 @@ int main(int argc, char** argv) {
     }
     benchmark::RegisterBenchmark("label_memcpy", labelMemcpy)->Unit(benchmark::kMicrosecond);
 
-    benchmark::Initialize(&argc, argv);
-    if (benchmark::ReportUnrecognizedArguments(argc, argv))
-        return 1;
-    funcbench::RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.printTable(rows);
-    benchmark::Shutdown();
-    return 0;
+    return benchsupport::runWithTable(
+        argc, argv, {"case (median real time, us)", "function", "bare libyuv", "memcpy"}, rows);
 }

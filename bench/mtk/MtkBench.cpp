@@ -9,11 +9,9 @@
 #include <sys/system_properties.h>
 #include <unistd.h>
 
-#include <algorithm>
 #include <cstdint>
 #include <cstdio>
 #include <cstring>
-#include <map>
 #include <string>
 #include <vector>
 
@@ -22,6 +20,7 @@
 #include "BodySegNeuropilot.h"
 #include "LogPrintf.h"
 #include "ModelCfg.h"
+#include "RatioReporter.h"
 #include "mtk/neuron6/NeuroPilotTFLiteApi.h"
 #include "mtk/neuron6/NeuronRuntimeApi.h"
 #include "standin_control.h"
@@ -168,51 +167,6 @@ void neuronVendorCalls(benchmark::State& state) {
     VENDOR(gNeuron, NeuronRuntime_release)(runtime);
 }
 
-// Keeps every repetition's real time per iteration (or the reported median); the closing ratios
-// compare medians.
-class RatioReporter : public benchmark::ConsoleReporter {
-  public:
-    void ReportRuns(const std::vector<Run>& runs) override {
-        ConsoleReporter::ReportRuns(runs);
-        for (const Run& run : runs) {
-            if (run.error_occurred)
-                continue;
-            if (run.run_type == Run::RT_Iteration) {
-                micros_[run.run_name.str()].push_back(run.GetAdjustedRealTime());
-            } else if (run.aggregate_name == "median") {
-                // Only the aggregates are reported when repetitions are asked for that way.
-                medians_[run.run_name.str()] = run.GetAdjustedRealTime();
-            }
-        }
-    }
-
-    void printRatio(const std::string& what, const std::string& of, const std::string& base) const {
-        const double measured = median(of);
-        const double reference = median(base);
-        if (measured < 0 || reference <= 0)
-            return;
-        std::printf("%-36s %8.2f x  (%.1f us vs %.1f us)\n", what.c_str(), measured / reference,
-                    measured, reference);
-    }
-
-  private:
-    double median(const std::string& name) const {
-        const auto reported = medians_.find(name);
-        if (reported != medians_.end())
-            return reported->second;
-        const auto found = micros_.find(name);
-        if (found == micros_.end() || found->second.empty())
-            return -1.0;
-        std::vector<double> sorted = found->second;
-        std::sort(sorted.begin(), sorted.end());
-        const size_t n = sorted.size();
-        return n % 2 == 1 ? sorted[n / 2] : (sorted[n / 2 - 1] + sorted[n / 2]) / 2.0;
-    }
-
-    std::map<std::string, std::vector<double>> micros_;
-    std::map<std::string, double> medians_;
-};
-
 }  // namespace
 
 int main(int argc, char** argv) {
@@ -229,33 +183,33 @@ int main(int argc, char** argv) {
     kavo::LogPrintf::setLogStatus(kavo::kLogError);
     kavo::AlgorithmMemory::memTraceInit(256);
 
-    benchmark::RegisterBenchmark("neuropilot_backend/int32",
-                                 backendInference<bodysegment::BodySegNeuropilot>, gTflite,
-                                 kTypeInt32)
-        ->Unit(benchmark::kMicrosecond);
-    benchmark::RegisterBenchmark("tflite_vendor_calls/int32", tfliteVendorCalls, kTypeInt32)
-        ->Unit(benchmark::kMicrosecond);
-    benchmark::RegisterBenchmark("neuropilot_backend/float32",
-                                 backendInference<bodysegment::BodySegNeuropilot>, gTflite,
-                                 kTypeFloat32)
-        ->Unit(benchmark::kMicrosecond);
-    benchmark::RegisterBenchmark("tflite_vendor_calls/float32", tfliteVendorCalls, kTypeFloat32)
-        ->Unit(benchmark::kMicrosecond);
-    benchmark::RegisterBenchmark("neuron_backend", backendInference<bodysegment::BodySegNeuron>,
-                                 gNeuron, kTypeInt32)
-        ->Unit(benchmark::kMicrosecond);
-    benchmark::RegisterBenchmark("neuron_vendor_calls", neuronVendorCalls)
-        ->Unit(benchmark::kMicrosecond);
+    std::vector<benchsupport::Comparison> rows;
+    auto compare = [&rows](const std::string& label, const std::string& backend, auto backendRun,
+                           const std::string& direct, auto directRun) {
+        benchmark::RegisterBenchmark(backend.c_str(), backendRun)->Unit(benchmark::kMicrosecond);
+        benchmark::RegisterBenchmark(direct.c_str(), directRun)->Unit(benchmark::kMicrosecond);
+        rows.push_back({label, backend, direct, ""});
+    };
+    for (const uint32_t type : {kTypeInt32, kTypeFloat32}) {
+        const std::string output = type == kTypeInt32 ? "int32" : "float32";
+        compare(
+            "NeuroPilot, " + output + " output", "neuropilot_backend/" + output,
+            [type](benchmark::State& state) {
+                backendInference<bodysegment::BodySegNeuropilot>(state, gTflite, type);
+            },
+            "tflite_vendor_calls/" + output,
+            [type](benchmark::State& state) { tfliteVendorCalls(state, type); });
+    }
+    compare(
+        "Neuron Runtime", "neuron_backend",
+        [](benchmark::State& state) {
+            backendInference<bodysegment::BodySegNeuron>(state, gNeuron, kTypeInt32);
+        },
+        "neuron_vendor_calls", neuronVendorCalls);
 
-    RatioReporter reporter;
+    benchsupport::RatioReporter reporter;
     benchmark::RunSpecifiedBenchmarks(&reporter);
-
-    std::printf("\nOne frame through the backend / the same vendor calls made directly:\n");
-    reporter.printRatio("NeuroPilot, int32 output", "neuropilot_backend/int32",
-                        "tflite_vendor_calls/int32");
-    reporter.printRatio("NeuroPilot, float32 output", "neuropilot_backend/float32",
-                        "tflite_vendor_calls/float32");
-    reporter.printRatio("Neuron Runtime", "neuron_backend", "neuron_vendor_calls");
+    reporter.printTable({"one frame (median real time, us)", "backend", "vendor calls", ""}, rows);
     benchmark::Shutdown();
     rmdir(cacheDir);
     return 0;

@@ -13,31 +13,13 @@
 #include <vector>
 
 #include "BodySegmentAPI.h"
-#include "BodySegmentFunc.h"
+#include "FramePath.h"
 #include "RatioReporter.h"
 #include "standin_control.h"
 
 namespace {
 
-struct FrameCase {
-    const char* label;
-    int width;
-    int height;
-    int stride;
-    int scan;
-};
-
-const FrameCase kFrames[] = {
-    {"1920x1080", 1920, 1080, 1920, 1088},
-    {"3280x2464 stride 3328", 3280, 2464, 3328, 2464},
-};
-
-std::vector<uint8_t> testFrame(const FrameCase& f) {
-    std::vector<uint8_t> frame(static_cast<size_t>(f.stride) * f.scan * 3 / 2);
-    for (size_t i = 0; i < frame.size(); ++i)
-        frame[i] = static_cast<uint8_t>(i * 131 >> 4);
-    return frame;
-}
+using benchsupport::FrameCase;
 
 // The plug-in with a live handle on the scripted NeuroPilot stand-in.
 class LoadedPlugin {
@@ -93,7 +75,7 @@ LoadedPlugin& plugin() {
 }
 
 void wholeFrame(benchmark::State& state, const FrameCase& f) {
-    std::vector<uint8_t> frame = testFrame(f);
+    std::vector<uint8_t> frame = benchsupport::testFrame(f);
     std::vector<uint8_t> mask(BODYSEG_MASK_BYTES);
     Image in{};
     in.orientation = 90;
@@ -114,22 +96,13 @@ void wholeFrame(benchmark::State& state, const FrameCase& f) {
 
 // The pre- and post-processing of the same frame with caller-owned buffers, nothing else.
 void prePost(benchmark::State& state, const FrameCase& f) {
-    constexpr size_t kNetPixels = 342 * 456;
-    std::vector<uint8_t> frame = testFrame(f);
-    std::vector<uint8_t> tmp(frame.size()), scaled(kNetPixels * 3 / 2), rotated(kNetPixels * 3 / 2),
-        tensor(kNetPixels * 3), labels(kNetPixels), mask(kNetPixels);
-    bodysegment::Settings s;
-    s.stride = f.stride;
-    s.scan = f.scan;
-    s.width = f.width;
-    s.height = f.height;
-    s.orientation = 90;
-    s.image_type = 5;
+    benchsupport::FrameBuffers b(f);
+    const bodysegment::Settings s = benchsupport::frameSettings(f);
     for (auto _ : state) {
         benchmark::DoNotOptimize(bodysegment::pre_process_bodysegment(
-            frame.data(), tensor.data(), tmp.data(), scaled.data(), rotated.data(), &s));
+            b.frame.data(), b.tensor.data(), b.tmp.data(), b.scaled.data(), b.rotated.data(), &s));
         benchmark::DoNotOptimize(
-            bodysegment::post_process_bodysegment(mask.data(), labels.data(), &s));
+            bodysegment::post_process_bodysegment(b.mask.data(), b.labels.data(), &s));
         benchmark::ClobberMemory();
     }
 }
@@ -137,18 +110,14 @@ void prePost(benchmark::State& state, const FrameCase& f) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    std::vector<funcbench::Comparison> rows;
-    for (const FrameCase& f : kFrames) {
+    std::vector<benchsupport::Comparison> rows;
+    for (const FrameCase& f : benchsupport::frameCases()) {
         const std::string whole = std::string("processImage/") + f.label;
         const std::string bare = std::string("pre+post/") + f.label;
         benchmark::RegisterBenchmark(whole.c_str(), wholeFrame, f)->Unit(benchmark::kMicrosecond);
         benchmark::RegisterBenchmark(bare.c_str(), prePost, f)->Unit(benchmark::kMicrosecond);
         rows.push_back({f.label, whole, bare, ""});
     }
-    benchmark::Initialize(&argc, argv);
-    funcbench::RatioReporter reporter;
-    benchmark::RunSpecifiedBenchmarks(&reporter);
-    reporter.printTable(rows, "processImage", "pre+post");
-    benchmark::Shutdown();
-    return 0;
+    return benchsupport::runWithTable(
+        argc, argv, {"frame (median real time, us)", "processImage", "pre+post", ""}, rows);
 }

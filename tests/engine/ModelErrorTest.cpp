@@ -3,30 +3,26 @@
 #include <gtest/gtest.h>
 
 #include <cstdio>
+#include <functional>
 #include <random>
 #include <string>
 
-#include "ModelBuilder.h"
+#include "ModelParts.h"
 #include "ModelRunner.h"
 
 namespace enginetest {
 namespace {
 
-using hostengine::ElementType;
 using hostengine::Engine;
-using hostengine::ModelBuilder;
-using hostengine::OpKind;
 
 // TFLite's builtin code for TANH, an operator neither XNNPACK here nor the engine runs.
 constexpr int32_t kTanhCode = 28;
 
 std::vector<uint8_t> reluModel() {
     ModelBuilder b;
-    const int x = b.addTensor("x", ElementType::Float32, {1, 4, 4, 2});
-    const int y = b.addTensor("y", ElementType::Float32, {1, 4, 4, 2});
-    b.addOperator(OpKind::Relu, {x}, {y});
+    const int x = floatTensor(b, "x", {1, 4, 4, 2});
     b.setInputs({x});
-    b.setOutputs({y});
+    b.setOutputs({addOp(b, OpKind::Relu, {x}, "y", {1, 4, 4, 2})});
     return b.finish();
 }
 
@@ -68,136 +64,115 @@ TEST(ModelErrorTest, UnalignedBytesStillRead) {
     EXPECT_NE(Engine::fromBytes(shifted.data() + 1, model.size(), {}, &error), nullptr) << error;
 }
 
-TEST(ModelErrorTest, UnsupportedBuiltinOperatorIsNamed) {
-    ModelBuilder b;
-    const int x = b.addTensor("x", ElementType::Float32, {4});
-    const int y = b.addTensor("y", ElementType::Float32, {4});
-    const int z = b.addTensor("z", ElementType::Float32, {4});
-    b.addOperator(OpKind::Relu, {x}, {y});
-    b.addBuiltinOperator(kTanhCode, {y}, {z});
-    b.setInputs({x});
-    b.setOutputs({z});
-    EXPECT_EQ(creationError(b.finish()), "unsupported operator TANH (operator 1)");
-}
-
-TEST(ModelErrorTest, UnsupportedCustomOperatorIsNamed) {
-    ModelBuilder b;
-    const int x = b.addTensor("x", ElementType::Float32, {4});
-    const int y = b.addTensor("y", ElementType::Float32, {4});
-    b.addCustomOperator("MaxPoolingWithArgmax2D", {x}, {y});
-    b.setInputs({x});
-    b.setOutputs({y});
-    EXPECT_EQ(creationError(b.finish()),
-              "unsupported operator custom 'MaxPoolingWithArgmax2D' (operator 0)");
-}
-
-TEST(ModelErrorTest, UnknownBuiltinCodeIsNamedByNumber) {
-    ModelBuilder b;
-    const int x = b.addTensor("x", ElementType::Float32, {4});
-    const int y = b.addTensor("y", ElementType::Float32, {4});
-    b.addBuiltinOperator(4000, {x}, {y});
-    b.setInputs({x});
-    b.setOutputs({y});
-    EXPECT_EQ(creationError(b.finish()),
-              "unsupported operator with builtin code 4000 (operator 0)");
-}
-
-TEST(ModelErrorTest, WrongDeclaredOutputShape) {
-    ModelBuilder b;
-    const int x = b.addTensor("x", ElementType::Float32, {1, 8, 8, 3});
-    const int y = b.addTensor("y", ElementType::Float32, {1, 8, 8, 4});
-    const int w = b.addFloatConstant("w", {4, 3, 3, 3}, randomFloats(108, 1));
-    hostengine::OpOptions o;
-    o.strideH = o.strideW = 2;
-    b.addOperator(OpKind::Conv2d, {x, w, -1}, {y}, o);
-    b.setInputs({x});
-    b.setOutputs({y});
-    EXPECT_EQ(creationError(b.finish()),
-              "CONV_2D (operator 0) declares output shape [1,8,8,4] but computes [1,4,4,4]");
-}
+using Build = std::function<void(ModelBuilder&)>;
 
 // XNNPACK's indirection tables grow with output pixels times kernel taps, and a transposed
 // convolution's parameters with its strides: a few kilobytes of model could ask for gigabytes.
-std::vector<uint8_t> convolutionChain(int count, int32_t side, int32_t kernel) {
+Build convolutionChain(int count, int32_t side, int32_t kernel) {
+    return [=](ModelBuilder& b) {
+        int x = floatTensor(b, "x", {1, side, side, 1});
+        const int w = randomWeights(b, "w", {1, kernel, kernel, 1}, 1);
+        for (int i = 0; i < count; ++i) {
+            x = addOp(b, OpKind::Conv2d, {x, w, -1}, "y" + std::to_string(i), {1, side, side, 1});
+        }
+    };
+}
+
+// A model the engine must refuse, as `build` writes it; its first tensor is the model's input and
+// its last one the output.
+struct RefusedModel {
+    const char* name;
+    Build build;
+    std::string message;
+};
+
+std::vector<RefusedModel> refusedModels() {
+    return {
+        {"UnsupportedBuiltinOperatorIsNamed",
+         [](ModelBuilder& b) {
+             const int x = floatTensor(b, "x", {4});
+             const int y = addOp(b, OpKind::Relu, {x}, "y", {4});
+             b.addBuiltinOperator(kTanhCode, {y}, {floatTensor(b, "z", {4})});
+         },
+         "unsupported operator TANH (operator 1)"},
+        {"UnsupportedCustomOperatorIsNamed",
+         [](ModelBuilder& b) {
+             const int x = floatTensor(b, "x", {4});
+             b.addCustomOperator("MaxPoolingWithArgmax2D", {x}, {floatTensor(b, "y", {4})});
+         },
+         "unsupported operator custom 'MaxPoolingWithArgmax2D' (operator 0)"},
+        {"UnknownBuiltinCodeIsNamedByNumber",
+         [](ModelBuilder& b) {
+             const int x = floatTensor(b, "x", {4});
+             b.addBuiltinOperator(4000, {x}, {floatTensor(b, "y", {4})});
+         },
+         "unsupported operator with builtin code 4000 (operator 0)"},
+        {"WrongDeclaredOutputShape",
+         [](ModelBuilder& b) {
+             const int x = floatTensor(b, "x", {1, 8, 8, 3});
+             const int w = randomWeights(b, "w", {4, 3, 3, 3}, 1);
+             addOp(b, OpKind::Conv2d, {x, w, -1}, "y", {1, 8, 8, 4}, convOptions(Padding::Same, 2));
+         },
+         "CONV_2D (operator 0) declares output shape [1,8,8,4] but computes [1,4,4,4]"},
+        // 1048576 output pixels x 961 taps x 8 bytes: about 7.5 GiB of indirection table.
+        {"ConvolutionWindowBeyondWorkingMemory", convolutionChain(1, 1024, 31),
+         "CONV_2D (operator 0) takes the model's window working memory beyond 256 MiB"},
+        // 9 MiB of table pointers each: 72 MiB with 64-bit pointers, where the fourth convolution
+        // crosses the bound, and 36 MiB with 32-bit ones, where the eighth does.
+        {"WindowWorkingMemoryIsSummedOverOperators", convolutionChain(8, 1024, 3),
+         "CONV_2D (operator " + std::to_string(sizeof(void*) == 8 ? 3 : 7) +
+             ") takes the model's window working memory beyond 256 MiB"},
+        {"TransposedConvolutionStridesBeyondWorkingMemory",
+         [](ModelBuilder& b) {
+             const int x = floatTensor(b, "x", {1, 1, 1, 1});
+             const int w = b.addFloatConstant("w", {1, 1, 1, 1}, {1.0f});
+             const int bias = b.addFloatConstant("b", {1}, {0.0f});
+             addOp(b, OpKind::Convolution2DTransposeBias, {x, w, bias}, "y", {1, 1, 1, 1},
+                   convOptions(Padding::Same, 65536));
+         },
+         "Convolution2DTransposeBias (operator 0) takes the model's window working "
+         "memory beyond 256 MiB"},
+        {"TensorReadBeforeWritten",
+         [](ModelBuilder& b) {
+             const int x = floatTensor(b, "x", {4});
+             const int orphan = floatTensor(b, "orphan", {4});
+             addOp(b, OpKind::Add, {x, orphan}, "y", {4});
+         },
+         "ADD (operator 0) reads tensor 1 'orphan' before anything writes it"},
+        {"ConstantOfWrongSize",
+         [](ModelBuilder& b) {
+             const int x = floatTensor(b, "x", {4});
+             const int c = b.addConstant("c", ElementType::Float32, {4}, std::vector<uint8_t>(12));
+             addOp(b, OpKind::Add, {x, c}, "y", {4});
+         },
+         "tensor 1 'c' holds 12 bytes of data but its shape and type need 16"},
+        {"OperatorTypeOutsideItsKernel",
+         [](ModelBuilder& b) {
+             const int x = b.addTensor("x", ElementType::Int32, {4});
+             addOp(b, OpKind::Relu, {x}, "y", {4}, OpOptions(), ElementType::Int32);
+         },
+         "RELU (operator 0) input 0 has type INT32, only FLOAT32 is supported"},
+    };
+}
+
+void PrintTo(const RefusedModel& c, std::ostream* os) {
+    *os << c.name;
+}
+
+class Refusal : public ::testing::TestWithParam<RefusedModel> {};
+
+TEST_P(Refusal, NamesWhatIsWrong) {
     ModelBuilder b;
-    int x = b.addTensor("x", ElementType::Float32, {1, side, side, 1});
-    b.setInputs({x});
-    const int w = b.addFloatConstant("w", {1, kernel, kernel, 1}, randomFloats(kernel * kernel, 1));
-    for (int i = 0; i < count; ++i) {
-        const int y =
-            b.addTensor("y" + std::to_string(i), ElementType::Float32, {1, side, side, 1});
-        b.addOperator(OpKind::Conv2d, {x, w, -1}, {y});
-        x = y;
-    }
-    b.setOutputs({x});
-    return b.finish();
+    GetParam().build(b);
+    b.setInputs({0});
+    b.setOutputs({static_cast<int>(b.tensorCount()) - 1});
+    EXPECT_EQ(creationError(b.finish()), GetParam().message);
 }
 
-TEST(ModelErrorTest, ConvolutionWindowBeyondWorkingMemory) {
-    // 1048576 output pixels x 961 taps x 8 bytes: about 7.5 GiB of indirection table.
-    EXPECT_EQ(creationError(convolutionChain(1, 1024, 31)),
-              "CONV_2D (operator 0) takes the model's window working memory beyond 256 MiB");
-}
-
-TEST(ModelErrorTest, WindowWorkingMemoryIsSummedOverOperators) {
-    // 9 MiB of table pointers each: 72 MiB with 64-bit pointers, where the fourth convolution
-    // crosses the bound, and 36 MiB with 32-bit ones, where the eighth does.
-    const int crossing = sizeof(void*) == 8 ? 3 : 7;
-    EXPECT_EQ(creationError(convolutionChain(8, 1024, 3)),
-              "CONV_2D (operator " + std::to_string(crossing) +
-                  ") takes the model's window working memory beyond 256 MiB");
-}
-
-TEST(ModelErrorTest, TransposedConvolutionStridesBeyondWorkingMemory) {
-    ModelBuilder b;
-    const int x = b.addTensor("x", ElementType::Float32, {1, 1, 1, 1});
-    const int w = b.addFloatConstant("w", {1, 1, 1, 1}, {1.0f});
-    const int bias = b.addFloatConstant("b", {1}, {0.0f});
-    const int y = b.addTensor("y", ElementType::Float32, {1, 1, 1, 1});
-    hostengine::OpOptions o;
-    o.strideH = o.strideW = 65536;
-    b.addOperator(OpKind::Convolution2DTransposeBias, {x, w, bias}, {y}, o);
-    b.setInputs({x});
-    b.setOutputs({y});
-    EXPECT_EQ(creationError(b.finish()),
-              "Convolution2DTransposeBias (operator 0) takes the model's window working memory "
-              "beyond 256 MiB");
-}
-
-TEST(ModelErrorTest, TensorReadBeforeWritten) {
-    ModelBuilder b;
-    const int x = b.addTensor("x", ElementType::Float32, {4});
-    const int orphan = b.addTensor("orphan", ElementType::Float32, {4});
-    const int y = b.addTensor("y", ElementType::Float32, {4});
-    b.addOperator(OpKind::Add, {x, orphan}, {y});
-    b.setInputs({x});
-    b.setOutputs({y});
-    EXPECT_EQ(creationError(b.finish()),
-              "ADD (operator 0) reads tensor 1 'orphan' before anything writes it");
-}
-
-TEST(ModelErrorTest, ConstantOfWrongSize) {
-    ModelBuilder b;
-    const int x = b.addTensor("x", ElementType::Float32, {4});
-    const int c = b.addConstant("c", ElementType::Float32, {4}, std::vector<uint8_t>(12));
-    const int y = b.addTensor("y", ElementType::Float32, {4});
-    b.addOperator(OpKind::Add, {x, c}, {y});
-    b.setInputs({x});
-    b.setOutputs({y});
-    EXPECT_EQ(creationError(b.finish()),
-              "tensor 1 'c' holds 12 bytes of data but its shape and type need 16");
-}
-
-TEST(ModelErrorTest, OperatorTypeOutsideItsKernel) {
-    ModelBuilder b;
-    const int x = b.addTensor("x", ElementType::Int32, {4});
-    const int y = b.addTensor("y", ElementType::Int32, {4});
-    b.addOperator(OpKind::Relu, {x}, {y});
-    b.setInputs({x});
-    b.setOutputs({y});
-    EXPECT_EQ(creationError(b.finish()),
-              "RELU (operator 0) input 0 has type INT32, only FLOAT32 is supported");
-}
+INSTANTIATE_TEST_SUITE_P(ModelErrorTest, Refusal, ::testing::ValuesIn(refusedModels()),
+                         [](const ::testing::TestParamInfo<RefusedModel>& info) {
+                             return std::string(info.param.name);
+                         });
 
 TEST(ModelErrorTest, NegativeThreadCount) {
     const std::vector<uint8_t> model = reluModel();

@@ -3,54 +3,24 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <cstring>
 #include <random>
 #include <string>
 
 #include "ReferenceInterpreter.h"
+#include "TensorBytes.h"
 
 namespace enginetest {
 
 using hostengine::ElementType;
 
-namespace {
-
-template <typename T>
-void encode(const std::vector<double>& values, std::vector<uint8_t>* bytes) {
-    bytes->resize(values.size() * sizeof(T));
-    for (size_t i = 0; i < values.size(); ++i) {
-        const T v = static_cast<T>(values[i]);
-        std::memcpy(bytes->data() + i * sizeof(T), &v, sizeof(T));
+hostengine::Graph readGraph(const std::vector<uint8_t>& model) {
+    hostengine::Graph graph;
+    std::string error;
+    if (!hostengine::readModel(model.data(), model.size(), &graph, &error)) {
+        ADD_FAILURE() << "model not read: " << error;
     }
+    return graph;
 }
-
-std::vector<uint8_t> toBytes(const RefTensor& tensor, ElementType type) {
-    std::vector<uint8_t> bytes;
-    switch (type) {
-        case ElementType::Float32:
-            encode<float>(tensor.values, &bytes);
-            break;
-        case ElementType::Int32:
-            encode<int32_t>(tensor.values, &bytes);
-            break;
-        case ElementType::Int64:
-            encode<int64_t>(tensor.values, &bytes);
-            break;
-        case ElementType::Uint8:
-        case ElementType::Bool:
-            encode<uint8_t>(tensor.values, &bytes);
-            break;
-        case ElementType::Int8:
-            encode<int8_t>(tensor.values, &bytes);
-            break;
-        case ElementType::Float16:
-        case ElementType::None:
-            break;
-    }
-    return bytes;
-}
-
-}  // namespace
 
 std::vector<RefTensor> randomInputs(const hostengine::Graph& graph, uint32_t seed, double low,
                                     double high) {
@@ -120,11 +90,7 @@ std::vector<RefTensor> runEngine(const std::vector<uint8_t>& model,
             ADD_FAILURE() << error;
             return {};
         }
-        hostengine::GraphTensor view;
-        view.type = info.type;
-        view.shape = info.shape;
-        view.data = bytes;
-        outputs.push_back(constantValues(view));
+        outputs.push_back(fromBytes(info.type, info.shape, bytes));
     }
     return outputs;
 }
@@ -144,12 +110,9 @@ void expectClose(const RefTensor& actual, const RefTensor& expected, const Toler
     EXPECT_EQ(mismatches, 0u) << "elements outside the tolerance";
 }
 
-void expectMatchesReference(const hostengine::ModelBuilder& builder, const Tolerance& tolerance,
+void expectMatchesReference(const std::vector<uint8_t>& model, const Tolerance& tolerance,
                             uint32_t seed, double low, double high) {
-    const std::vector<uint8_t> model = builder.finish();
-    hostengine::Graph graph;
-    std::string error;
-    ASSERT_TRUE(hostengine::readModel(model.data(), model.size(), &graph, &error)) << error;
+    const hostengine::Graph graph = readGraph(model);
     const std::vector<RefTensor> inputs = randomInputs(graph, seed, low, high);
     const std::vector<RefTensor> expected = runReference(graph, inputs);
     const std::vector<RefTensor> actual = runEngine(model, inputs);

@@ -6,7 +6,7 @@
 #include <vector>
 
 #include "HostEngine.h"
-#include "ModelBuilder.h"
+#include "ModelGraph.h"
 #include "ReferenceOps.h"
 
 namespace enginetest {
@@ -16,6 +16,9 @@ struct Tolerance {
     double absolute = 1e-4;
     double relative = 1e-4;
 };
+
+// The graph the engine reads from `model`; a refusal fails the current test.
+hostengine::Graph readGraph(const std::vector<uint8_t>& model);
 
 // Values for every graph input: floats uniform in [low, high], integers in their natural small
 // range (uint8 0..255, others -100..100), booleans 0 or 1.
@@ -29,9 +32,9 @@ std::vector<RefTensor> runEngine(const std::vector<uint8_t>& model,
 
 void expectClose(const RefTensor& actual, const RefTensor& expected, const Tolerance& tolerance);
 
-// Writes the builder's model, runs it on random inputs through the engine and the reference, and
-// expects every output to agree within `tolerance`.
-void expectMatchesReference(const hostengine::ModelBuilder& builder,
+// Runs the model on random inputs through the engine and the reference, and expects every output
+// to agree within `tolerance`.
+void expectMatchesReference(const std::vector<uint8_t>& model,
                             const Tolerance& tolerance = Tolerance(), uint32_t seed = 7,
                             double low = -2.0, double high = 2.0);
 

@@ -6,456 +6,266 @@
 #include <functional>
 #include <string>
 
-#include "ModelBuilder.h"
+#include "ModelParts.h"
 #include "ModelRunner.h"
 
 namespace enginetest {
 namespace {
 
-using hostengine::Activation;
-using hostengine::ElementType;
-using hostengine::ModelBuilder;
-using hostengine::OpKind;
-using hostengine::OpOptions;
-using hostengine::Padding;
-using Shape = std::vector<int32_t>;
+using Build = std::function<void(ModelBuilder&)>;
+// The constant inputs an operator takes after its data input, made in the model being built.
+using Constants = std::function<std::vector<int>(ModelBuilder&)>;
 
 struct OperatorCase {
     std::string name;
-    std::function<void(ModelBuilder&)> build;
+    Build build;
     Tolerance tolerance = Tolerance();
     double low = -2.0;  // range of the random float inputs
     double high = 2.0;
 };
 
-size_t countOf(const Shape& shape) {
-    size_t n = 1;
-    for (int32_t d : shape) {
-        n *= static_cast<size_t>(d);
-    }
-    return n;
+const Tolerance kExact{0.0, 0.0};
+
+// One operator from one input (followed by `constants`) to one output, both float by default.
+Build single(OpKind kind, const Shape& in, const Shape& out, const OpOptions& options = OpOptions(),
+             const Constants& constants = nullptr, ElementType inType = ElementType::Float32,
+             ElementType outType = ElementType::Float32) {
+    return [=](ModelBuilder& b) {
+        std::vector<int> inputs{b.addTensor("x", inType, in)};
+        if (constants) {
+            for (int c : constants(b)) {
+                inputs.push_back(c);
+            }
+        }
+        b.setInputs({inputs[0]});
+        b.setOutputs({addOp(b, kind, inputs, "y", out, options, outType)});
+    };
 }
 
-int floatTensor(ModelBuilder& b, const char* name, const Shape& shape) {
-    return b.addTensor(name, ElementType::Float32, shape);
+Constants ints(const Shape& shape, const std::vector<int32_t>& values) {
+    return
+        [=](ModelBuilder& b) { return std::vector<int>{b.addInt32Constant("c", shape, values)}; };
 }
 
-int weights(ModelBuilder& b, const char* name, const Shape& shape, uint32_t seed) {
-    return b.addFloatConstant(name, shape, randomFloats(countOf(shape), seed));
+// Filters and biases have their own seeds, so that each case's weights stay what they were.
+Constants filterAndBias(const Shape& filter, uint32_t seed, int32_t biasChannels) {
+    return [=](ModelBuilder& b) {
+        const int w = randomWeights(b, "w", filter, seed);
+        return std::vector<int>{
+            w, biasChannels > 0 ? randomWeights(b, "b", {biasChannels}, seed + 1) : -1};
+    };
 }
 
-OpOptions convOptions(Padding padding, int stride, Activation activation, int dilation = 1) {
-    OpOptions o;
-    o.padding = padding;
-    o.strideH = o.strideW = stride;
-    o.dilationH = o.dilationW = dilation;
-    o.activation = activation;
-    return o;
+Build conv(const Shape& in, const Shape& filter, bool bias, const Shape& out, const OpOptions& o) {
+    return single(OpKind::Conv2d, in, out, o, filterAndBias(filter, 11, bias ? filter[0] : 0));
 }
 
-OpOptions poolOptions(Padding padding, int filter, int stride, Activation activation) {
-    OpOptions o;
-    o.padding = padding;
-    o.filterH = o.filterW = filter;
-    o.strideH = o.strideW = stride;
-    o.activation = activation;
-    return o;
-}
-
-// One operator from one float input (plus constants `extra` after it) to one float output.
-void unaryModel(ModelBuilder& b, OpKind kind, const Shape& in, const Shape& out,
-                const std::vector<int>& extra = {}, const OpOptions& options = OpOptions()) {
-    const int x = floatTensor(b, "x", in);
-    const int y = floatTensor(b, "y", out);
-    std::vector<int> inputs{x};
-    inputs.insert(inputs.end(), extra.begin(), extra.end());
-    b.addOperator(kind, inputs, {y}, options);
-    b.setInputs({x});
-    b.setOutputs({y});
-}
-
-void convModel(ModelBuilder& b, const Shape& in, const Shape& filter, bool bias, const Shape& out,
-               const OpOptions& options) {
-    const int w = weights(b, "w", filter, 11);
-    const int bb = bias ? weights(b, "b", {filter[0]}, 12) : -1;
-    unaryModel(b, OpKind::Conv2d, in, out, {w, bb}, options);
-}
-
-void depthwiseModel(ModelBuilder& b, const Shape& in, const Shape& filter, const Shape& out,
-                    const OpOptions& options) {
-    const int w = weights(b, "w", filter, 13);
-    const int bb = weights(b, "b", {filter[3]}, 14);
-    OpOptions o = options;
+Build depthwise(const Shape& in, const Shape& filter, const Shape& out, OpOptions o) {
     o.depthMultiplier = filter[3] / in[3];
-    unaryModel(b, OpKind::DepthwiseConv2d, in, out, {w, bb}, o);
+    return single(OpKind::DepthwiseConv2d, in, out, o, filterAndBias(filter, 13, filter[3]));
 }
 
-void transposeConvModel(ModelBuilder& b, const Shape& in, const Shape& filter, bool bias,
-                        const Shape& out, const OpOptions& options) {
-    const int shape = b.addInt32Constant("output_shape", {4}, out);
-    const int w = weights(b, "w", filter, 15);
-    const int x = floatTensor(b, "x", in);
-    const int y = floatTensor(b, "y", out);
-    std::vector<int> inputs{shape, w, x};
-    if (bias) {
-        inputs.push_back(weights(b, "b", {filter[0]}, 16));
-    }
-    b.addOperator(OpKind::TransposeConv, inputs, {y}, options);
-    b.setInputs({x});
-    b.setOutputs({y});
+// TRANSPOSE_CONV takes the output shape and the filter before its data input.
+Build transposeConv(const Shape& in, const Shape& filter, bool bias, const Shape& out,
+                    const OpOptions& o) {
+    return [=](ModelBuilder& b) {
+        const int shape = b.addInt32Constant("output_shape", {4}, out);
+        const int w = randomWeights(b, "w", filter, 15);
+        const int x = floatTensor(b, "x", in);
+        std::vector<int> inputs{shape, w, x};
+        if (bias) {
+            inputs.push_back(randomWeights(b, "b", {filter[0]}, 16));
+        }
+        b.setInputs({x});
+        b.setOutputs({addOp(b, OpKind::TransposeConv, inputs, "y", out, o)});
+    };
 }
 
-void transposeConvBiasModel(ModelBuilder& b, const Shape& in, const Shape& filter, const Shape& out,
-                            const OpOptions& options) {
-    const int w = weights(b, "w", filter, 17);
-    const int bb = weights(b, "b", {filter[0]}, 18);
-    unaryModel(b, OpKind::Convolution2DTransposeBias, in, out, {w, bb}, options);
+Build transposeConvBias(const Shape& in, const Shape& filter, const Shape& out,
+                        const OpOptions& o) {
+    return single(OpKind::Convolution2DTransposeBias, in, out, o,
+                  filterAndBias(filter, 17, filter[0]));
 }
 
-void binaryModel(ModelBuilder& b, OpKind kind, const Shape& a, const Shape& c, const Shape& out,
-                 Activation activation, bool constantSecond = false) {
-    const int x = floatTensor(b, "a", a);
-    const int y = constantSecond ? weights(b, "c", c, 19) : floatTensor(b, "c", c);
-    const int z = floatTensor(b, "out", out);
-    OpOptions o;
-    o.activation = activation;
-    b.addOperator(kind, {x, y}, {z}, o);
-    b.setInputs(constantSecond ? std::vector<int>{x} : std::vector<int>{x, y});
-    b.setOutputs({z});
+Build elementwise(OpKind kind, const Shape& a, const Shape& c, const Shape& out,
+                  Activation activation, bool constantSecond = false) {
+    return [=](ModelBuilder& b) {
+        const int x = floatTensor(b, "a", a);
+        const int y = constantSecond ? randomWeights(b, "c", c, 19) : floatTensor(b, "c", c);
+        OpOptions o;
+        o.activation = activation;
+        b.setInputs(constantSecond ? std::vector<int>{x} : std::vector<int>{x, y});
+        b.setOutputs({addOp(b, kind, {x, y}, "out", out, o)});
+    };
 }
 
-void resizeModel(ModelBuilder& b, const Shape& in, int h, int w, bool alignCorners,
-                 bool halfPixel) {
+Build comparison(OpKind kind, ElementType type, const Shape& a, const Shape& c) {
+    return [=](ModelBuilder& b) {
+        const int x = b.addTensor("a", type, a);
+        const int y = b.addTensor("c", type, c);
+        b.setInputs({x, y});
+        b.setOutputs({addOp(b, kind, {x, y}, "out", a.size() >= c.size() ? a : c, OpOptions(),
+                            ElementType::Bool)});
+    };
+}
+
+Build resize(const Shape& in, int h, int w, bool alignCorners, bool halfPixel) {
     OpOptions o;
     o.alignCorners = alignCorners;
     o.halfPixelCenters = halfPixel;
-    const int size = b.addInt32Constant("size", {2}, {h, w});
-    unaryModel(b, OpKind::ResizeBilinear, in, {in[0], h, w, in[3]}, {size}, o);
+    return single(OpKind::ResizeBilinear, in, {in[0], h, w, in[3]}, o, ints({2}, {h, w}));
 }
 
-void concatModel(ModelBuilder& b, const std::vector<Shape>& parts, int axis, const Shape& out,
-                 Activation activation) {
-    std::vector<int> inputs;
-    for (size_t i = 0; i < parts.size(); ++i) {
-        inputs.push_back(floatTensor(b, "part", parts[i]));
-    }
-    const int y = floatTensor(b, "y", out);
-    OpOptions o;
-    o.axis = axis;
-    o.activation = activation;
-    b.addOperator(OpKind::Concatenation, inputs, {y}, o);
-    b.setInputs(inputs);
-    b.setOutputs({y});
+Build concat(const std::vector<Shape>& parts, int axis, const Shape& out, Activation activation) {
+    return [=](ModelBuilder& b) {
+        std::vector<int> inputs;
+        for (const Shape& part : parts) {
+            inputs.push_back(floatTensor(b, "part", part));
+        }
+        OpOptions o;
+        o.activation = activation;
+        o.axis = axis;
+        b.setInputs(inputs);
+        b.setOutputs({addOp(b, OpKind::Concatenation, inputs, "y", out, o)});
+    };
 }
 
-void meanModel(ModelBuilder& b, bool keepDims, const std::vector<int32_t>& axes) {
+Build mean(bool keepDims, const std::vector<int32_t>& axes) {
     OpOptions o;
     o.keepDims = keepDims;
-    const int axesTensor = b.addInt32Constant("axes", {static_cast<int32_t>(axes.size())}, axes);
-    unaryModel(b, OpKind::Mean, {2, 5, 6, 3}, keepDims ? Shape{2, 1, 1, 3} : Shape{2, 3},
-               {axesTensor}, o);
+    return single(OpKind::Mean, {2, 5, 6, 3}, keepDims ? Shape{2, 1, 1, 3} : Shape{2, 3}, o,
+                  ints({static_cast<int32_t>(axes.size())}, axes));
 }
 
-// One operator between typed tensors, for the engine's own kernels.
-void typedModel(ModelBuilder& b, OpKind kind, ElementType inType, const Shape& in,
-                ElementType outType, const Shape& out, const std::vector<int>& extra = {}) {
-    const int x = b.addTensor("x", inType, in);
-    const int y = b.addTensor("y", outType, out);
-    std::vector<int> inputs{x};
-    inputs.insert(inputs.end(), extra.begin(), extra.end());
-    b.addOperator(kind, inputs, {y});
-    b.setInputs({x});
-    b.setOutputs({y});
+Build cast(ElementType from, ElementType to, const Shape& shape) {
+    return single(OpKind::Cast, shape, shape, OpOptions(), nullptr, from, to);
 }
 
-void comparisonModel(ModelBuilder& b, OpKind kind, ElementType type, const Shape& a,
-                     const Shape& c) {
-    const int x = b.addTensor("a", type, a);
-    const int y = b.addTensor("c", type, c);
-    const int z = b.addTensor("out", ElementType::Bool, a.size() >= c.size() ? a : c);
-    b.addOperator(kind, {x, y}, {z});
-    b.setInputs({x, y});
-    b.setOutputs({z});
+// A quantized tensor on one side of (DE)QUANTIZE, a float one on the other.
+Build requantize(OpKind kind, ElementType type, const Shape& shape, float scale,
+                 int32_t zeroPoint) {
+    return [=](ModelBuilder& b) {
+        hostengine::Quantization q;
+        q.present = true;
+        q.scale = scale;
+        q.zeroPoint = zeroPoint;
+        const bool quantizedIn = kind == OpKind::Dequantize;
+        const int x = quantizedIn ? b.addTensor("x", type, shape, q) : floatTensor(b, "x", shape);
+        const int y = quantizedIn ? floatTensor(b, "y", shape) : b.addTensor("y", type, shape, q);
+        b.addOperator(kind, {x}, {y});
+        b.setInputs({x});
+        b.setOutputs({y});
+    };
 }
-
-hostengine::Quantization quantization(float scale, int32_t zeroPoint) {
-    hostengine::Quantization q;
-    q.present = true;
-    q.scale = scale;
-    q.zeroPoint = zeroPoint;
-    return q;
-}
-
-const Tolerance kExact{0.0, 0.0};
 
 std::vector<OperatorCase> operatorCases() {
+    const OpOptions same1Relu = convOptions(Padding::Same, 1, Activation::Relu);
+    const OpOptions same2 = convOptions(Padding::Same, 2);
     return {
-        {"Conv2dSameStride1Relu",
-         [](ModelBuilder& b) {
-             convModel(b, {1, 7, 9, 5}, {4, 3, 3, 5}, true, {1, 7, 9, 4},
-                       convOptions(Padding::Same, 1, Activation::Relu));
-         }},
-        {"Conv2dValidStride2Relu6",
-         [](ModelBuilder& b) {
-             convModel(b, {2, 10, 11, 3}, {6, 3, 3, 3}, true, {2, 4, 5, 6},
-                       convOptions(Padding::Valid, 2, Activation::Relu6));
-         }},
+        {"Conv2dSameStride1Relu", conv({1, 7, 9, 5}, {4, 3, 3, 5}, true, {1, 7, 9, 4}, same1Relu)},
+        {"Conv2dValidStride2Relu6", conv({2, 10, 11, 3}, {6, 3, 3, 3}, true, {2, 4, 5, 6},
+                                         convOptions(Padding::Valid, 2, Activation::Relu6))},
         {"Conv2dDilatedWithoutBiasReluN1To1",
-         [](ModelBuilder& b) {
-             convModel(b, {1, 9, 8, 2}, {3, 3, 3, 2}, false, {1, 9, 8, 3},
-                       convOptions(Padding::Same, 1, Activation::ReluN1To1, 2));
-         }},
-        {"Conv2dSameStride2EvenInput",
-         [](ModelBuilder& b) {
-             convModel(b, {1, 8, 8, 3}, {4, 3, 3, 3}, true, {1, 4, 4, 4},
-                       convOptions(Padding::Same, 2, Activation::None));
-         }},
+         conv({1, 9, 8, 2}, {3, 3, 3, 2}, false, {1, 9, 8, 3},
+              convOptions(Padding::Same, 1, Activation::ReluN1To1, 2))},
+        {"Conv2dSameStride2EvenInput", conv({1, 8, 8, 3}, {4, 3, 3, 3}, true, {1, 4, 4, 4}, same2)},
         {"Conv2dGrouped",
-         [](ModelBuilder& b) {
-             convModel(b, {1, 5, 5, 4}, {6, 1, 1, 2}, true, {1, 5, 5, 6},
-                       convOptions(Padding::Valid, 1, Activation::None));
-         }},
-        {"DepthwiseSameStride2",
-         [](ModelBuilder& b) {
-             depthwiseModel(b, {1, 9, 10, 4}, {1, 3, 3, 4}, {1, 5, 5, 4},
-                            convOptions(Padding::Same, 2, Activation::None));
-         }},
+         conv({1, 5, 5, 4}, {6, 1, 1, 2}, true, {1, 5, 5, 6}, convOptions(Padding::Valid, 1))},
+        {"DepthwiseSameStride2", depthwise({1, 9, 10, 4}, {1, 3, 3, 4}, {1, 5, 5, 4}, same2)},
         {"DepthwiseMultiplier2ValidRelu",
-         [](ModelBuilder& b) {
-             depthwiseModel(b, {1, 6, 7, 3}, {1, 3, 3, 6}, {1, 4, 5, 6},
-                            convOptions(Padding::Valid, 1, Activation::Relu));
-         }},
+         depthwise({1, 6, 7, 3}, {1, 3, 3, 6}, {1, 4, 5, 6},
+                   convOptions(Padding::Valid, 1, Activation::Relu))},
         {"TransposeConvSameStride2Kernel3",
-         [](ModelBuilder& b) {
-             transposeConvModel(b, {1, 4, 5, 3}, {2, 3, 3, 3}, true, {1, 8, 10, 2},
-                                convOptions(Padding::Same, 2, Activation::None));
-         }},
+         transposeConv({1, 4, 5, 3}, {2, 3, 3, 3}, true, {1, 8, 10, 2}, same2)},
         {"TransposeConvValidWithoutBias",
-         [](ModelBuilder& b) {
-             transposeConvModel(b, {1, 3, 3, 2}, {3, 3, 3, 2}, false, {1, 7, 7, 3},
-                                convOptions(Padding::Valid, 2, Activation::Relu));
-         }},
+         transposeConv({1, 3, 3, 2}, {3, 3, 3, 2}, false, {1, 7, 7, 3},
+                       convOptions(Padding::Valid, 2, Activation::Relu))},
         {"Convolution2DTransposeBiasKernel2Stride2",
-         [](ModelBuilder& b) {
-             transposeConvBiasModel(b, {1, 6, 5, 4}, {1, 2, 2, 4}, {1, 12, 10, 1},
-                                    convOptions(Padding::Same, 2, Activation::None));
-         }},
+         transposeConvBias({1, 6, 5, 4}, {1, 2, 2, 4}, {1, 12, 10, 1}, same2)},
         {"Convolution2DTransposeBiasKernel4Stride2",
-         [](ModelBuilder& b) {
-             transposeConvBiasModel(b, {1, 3, 4, 2}, {3, 4, 4, 2}, {1, 6, 8, 3},
-                                    convOptions(Padding::Same, 2, Activation::None));
-         }},
+         transposeConvBias({1, 3, 4, 2}, {3, 4, 4, 2}, {1, 6, 8, 3}, same2)},
         {"AddBroadcastRelu",
-         [](ModelBuilder& b) {
-             binaryModel(b, OpKind::Add, {1, 4, 5, 3}, {1, 1, 1, 3}, {1, 4, 5, 3},
-                         Activation::Relu);
-         }},
-        {"AddConstantOperand",
-         [](ModelBuilder& b) {
-             binaryModel(b, OpKind::Add, {1, 3, 4, 2}, {1, 3, 4, 2}, {1, 3, 4, 2}, Activation::None,
-                         true);
-         }},
+         elementwise(OpKind::Add, {1, 4, 5, 3}, {1, 1, 1, 3}, {1, 4, 5, 3}, Activation::Relu)},
+        {"AddConstantOperand", elementwise(OpKind::Add, {1, 3, 4, 2}, {1, 3, 4, 2}, {1, 3, 4, 2},
+                                           Activation::None, true)},
         {"MulBroadcastLowerRank",
-         [](ModelBuilder& b) {
-             binaryModel(b, OpKind::Mul, {1, 4, 5, 3}, {3}, {1, 4, 5, 3}, Activation::None);
-         }},
+         elementwise(OpKind::Mul, {1, 4, 5, 3}, {3}, {1, 4, 5, 3}, Activation::None)},
         {"MulReluN1To1",
-         [](ModelBuilder& b) {
-             binaryModel(b, OpKind::Mul, {2, 3, 3}, {2, 3, 3}, {2, 3, 3}, Activation::ReluN1To1);
-         }},
+         elementwise(OpKind::Mul, {2, 3, 3}, {2, 3, 3}, {2, 3, 3}, Activation::ReluN1To1)},
         {"SubRelu6",
-         [](ModelBuilder& b) {
-             binaryModel(b, OpKind::Sub, {1, 6, 2, 2}, {1, 6, 2, 2}, {1, 6, 2, 2},
-                         Activation::Relu6);
-         },
+         elementwise(OpKind::Sub, {1, 6, 2, 2}, {1, 6, 2, 2}, {1, 6, 2, 2}, Activation::Relu6),
          Tolerance(), -8.0, 8.0},
-        {"HardSwish",
-         [](ModelBuilder& b) {
-             unaryModel(b, OpKind::HardSwish, {1, 5, 7, 6}, {1, 5, 7, 6});
-         },
-         Tolerance(), -5.0, 5.0},
-        {"Logistic",
-         [](ModelBuilder& b) {
-             unaryModel(b, OpKind::Logistic, {1, 5, 7, 6}, {1, 5, 7, 6});
-         },
-         Tolerance(), -10.0, 10.0},
-        {"Relu",
-         [](ModelBuilder& b) {
-             unaryModel(b, OpKind::Relu, {3, 17}, {3, 17});
-         }},
-        {"Relu6",
-         [](ModelBuilder& b) {
-             unaryModel(b, OpKind::Relu6, {1, 4, 4, 5}, {1, 4, 4, 5});
-         },
-         Tolerance(), -9.0, 9.0},
-        {"ReluN1To1", [](ModelBuilder& b) { unaryModel(b, OpKind::ReluN1To1, {40}, {40}); }},
-        {"AveragePoolSameStride2",
-         [](ModelBuilder& b) {
-             unaryModel(b, OpKind::AveragePool2d, {1, 7, 8, 3}, {1, 4, 4, 3}, {},
-                        poolOptions(Padding::Same, 3, 2, Activation::None));
-         }},
-        {"AveragePoolValidRelu",
-         [](ModelBuilder& b) {
-             unaryModel(b, OpKind::AveragePool2d, {2, 6, 6, 2}, {2, 3, 3, 2}, {},
-                        poolOptions(Padding::Valid, 2, 2, Activation::Relu));
-         }},
-        {"AveragePoolWholeImage",
-         [](ModelBuilder& b) {
-             unaryModel(b, OpKind::AveragePool2d, {1, 8, 8, 5}, {1, 1, 1, 5}, {},
-                        poolOptions(Padding::Valid, 8, 8, Activation::None));
-         }},
-        {"AveragePool1x1Copies",
-         [](ModelBuilder& b) {
-             unaryModel(b, OpKind::AveragePool2d, {1, 3, 3, 2}, {1, 3, 3, 2}, {},
-                        poolOptions(Padding::Valid, 1, 1, Activation::Relu6));
-         }},
+        {"HardSwish", single(OpKind::HardSwish, {1, 5, 7, 6}, {1, 5, 7, 6}), Tolerance(), -5.0,
+         5.0},
+        {"Logistic", single(OpKind::Logistic, {1, 5, 7, 6}, {1, 5, 7, 6}), Tolerance(), -10.0,
+         10.0},
+        {"Relu", single(OpKind::Relu, {3, 17}, {3, 17})},
+        {"Relu6", single(OpKind::Relu6, {1, 4, 4, 5}, {1, 4, 4, 5}), Tolerance(), -9.0, 9.0},
+        {"ReluN1To1", single(OpKind::ReluN1To1, {40}, {40})},
+        {"AveragePoolSameStride2", single(OpKind::AveragePool2d, {1, 7, 8, 3}, {1, 4, 4, 3},
+                                          poolOptions(Padding::Same, 3, 2))},
+        {"AveragePoolValidRelu", single(OpKind::AveragePool2d, {2, 6, 6, 2}, {2, 3, 3, 2},
+                                        poolOptions(Padding::Valid, 2, 2, Activation::Relu))},
+        {"AveragePoolWholeImage", single(OpKind::AveragePool2d, {1, 8, 8, 5}, {1, 1, 1, 5},
+                                         poolOptions(Padding::Valid, 8, 8))},
+        {"AveragePool1x1Copies", single(OpKind::AveragePool2d, {1, 3, 3, 2}, {1, 3, 3, 2},
+                                        poolOptions(Padding::Valid, 1, 1, Activation::Relu6))},
         {"MaxPoolSameStride2",
-         [](ModelBuilder& b) {
-             unaryModel(b, OpKind::MaxPool2d, {1, 9, 7, 4}, {1, 5, 4, 4}, {},
-                        poolOptions(Padding::Same, 3, 2, Activation::None));
-         }},
-        {"MaxPoolValidRelu6",
-         [](ModelBuilder& b) {
-             unaryModel(b, OpKind::MaxPool2d, {1, 8, 8, 3}, {1, 4, 4, 3}, {},
-                        poolOptions(Padding::Valid, 2, 2, Activation::Relu6));
-         }},
-        {"MeanKeepDims",
-         [](ModelBuilder& b) {
-             meanModel(b, true, {1, 2});
-         }},
-        {"MeanDropDimsNegativeAxes",
-         [](ModelBuilder& b) {
-             meanModel(b, false, {-2, -3});
-         }},
-        {"ResizeBilinearHalfPixelUp",
-         [](ModelBuilder& b) {
-             resizeModel(b, {1, 4, 5, 3}, 9, 7, false, true);
-         }},
-        {"ResizeBilinearHalfPixelDown",
-         [](ModelBuilder& b) {
-             resizeModel(b, {1, 12, 10, 2}, 5, 4, false, true);
-         }},
-        {"ResizeBilinearAlignCorners",
-         [](ModelBuilder& b) {
-             resizeModel(b, {2, 3, 4, 2}, 7, 9, true, false);
-         }},
-        {"ResizeBilinearLegacy",
-         [](ModelBuilder& b) {
-             resizeModel(b, {1, 4, 4, 1}, 10, 6, false, false);
-         }},
+         single(OpKind::MaxPool2d, {1, 9, 7, 4}, {1, 5, 4, 4}, poolOptions(Padding::Same, 3, 2))},
+        {"MaxPoolValidRelu6", single(OpKind::MaxPool2d, {1, 8, 8, 3}, {1, 4, 4, 3},
+                                     poolOptions(Padding::Valid, 2, 2, Activation::Relu6))},
+        {"MeanKeepDims", mean(true, {1, 2})},
+        {"MeanDropDimsNegativeAxes", mean(false, {-2, -3})},
+        {"ResizeBilinearHalfPixelUp", resize({1, 4, 5, 3}, 9, 7, false, true)},
+        {"ResizeBilinearHalfPixelDown", resize({1, 12, 10, 2}, 5, 4, false, true)},
+        {"ResizeBilinearAlignCorners", resize({2, 3, 4, 2}, 7, 9, true, false)},
+        {"ResizeBilinearLegacy", resize({1, 4, 4, 1}, 10, 6, false, false)},
         {"ConcatenationChannels",
-         [](ModelBuilder& b) {
-             concatModel(b, {{1, 3, 4, 2}, {1, 3, 4, 5}}, 3, {1, 3, 4, 7}, Activation::None);
-         }},
+         concat({{1, 3, 4, 2}, {1, 3, 4, 5}}, 3, {1, 3, 4, 7}, Activation::None)},
         {"ConcatenationThreeOnHeightRelu",
-         [](ModelBuilder& b) {
-             concatModel(b, {{1, 2, 3, 2}, {1, 1, 3, 2}, {1, 4, 3, 2}}, 1, {1, 7, 3, 2},
-                         Activation::Relu);
-         }},
-        {"ConcatenationNegativeAxis",
-         [](ModelBuilder& b) {
-             concatModel(b, {{2, 3}, {2, 4}}, -1, {2, 7}, Activation::None);
-         }},
+         concat({{1, 2, 3, 2}, {1, 1, 3, 2}, {1, 4, 3, 2}}, 1, {1, 7, 3, 2}, Activation::Relu)},
+        {"ConcatenationNegativeAxis", concat({{2, 3}, {2, 4}}, -1, {2, 7}, Activation::None)},
         {"Reshape",
-         [](ModelBuilder& b) {
-             const int shape = b.addInt32Constant("shape", {2}, {1, 48});
-             unaryModel(b, OpKind::Reshape, {1, 4, 6, 2}, {1, 48}, {shape});
-         }},
-        {"Pad",
-         [](ModelBuilder& b) {
-             const int paddings = b.addInt32Constant("paddings", {4, 2}, {0, 0, 1, 2, 0, 3, 0, 0});
-             unaryModel(b, OpKind::Pad, {1, 3, 4, 2}, {1, 6, 7, 2}, {paddings});
-         }},
+         single(OpKind::Reshape, {1, 4, 6, 2}, {1, 48}, OpOptions(), ints({2}, {1, 48}))},
+        {"Pad", single(OpKind::Pad, {1, 3, 4, 2}, {1, 6, 7, 2}, OpOptions(),
+                       ints({4, 2}, {0, 0, 1, 2, 0, 3, 0, 0}))},
         {"DequantizeFloat16WeightsIntoConv",
-         [](ModelBuilder& b) {
-             const int half = b.addFloat16Constant("w16", {3, 3, 3, 2}, randomFloats(54, 21));
-             const int w = b.addTensor("w", ElementType::Float32, {3, 3, 3, 2});
-             b.addOperator(OpKind::Dequantize, {half}, {w});
-             const int x = floatTensor(b, "x", {1, 5, 5, 2});
-             const int y = floatTensor(b, "y", {1, 5, 5, 3});
-             b.addOperator(OpKind::Conv2d, {x, w, -1}, {y},
-                           convOptions(Padding::Same, 1, Activation::None));
-             b.setInputs({x});
-             b.setOutputs({y});
-         }},
+         single(OpKind::Conv2d, {1, 5, 5, 2}, {1, 5, 5, 3}, convOptions(Padding::Same, 1),
+                [](ModelBuilder& b) {
+                    return std::vector<int>{halfWeights(b, "w", {3, 3, 3, 2}, 21), -1};
+                })},
         {"DequantizeUint8Input",
-         [](ModelBuilder& b) {
-             const int x =
-                 b.addTensor("x", ElementType::Uint8, {1, 4, 5, 3}, quantization(1.0f / 255.0f, 0));
-             const int y = floatTensor(b, "y", {1, 4, 5, 3});
-             b.addOperator(OpKind::Dequantize, {x}, {y});
-             b.setInputs({x});
-             b.setOutputs({y});
-         }},
+         requantize(OpKind::Dequantize, ElementType::Uint8, {1, 4, 5, 3}, 1.0f / 255.0f, 0)},
         {"DequantizeInt8InputWithZeroPoint",
-         [](ModelBuilder& b) {
-             const int x = b.addTensor("x", ElementType::Int8, {2, 9}, quantization(0.05f, -3));
-             const int y = floatTensor(b, "y", {2, 9});
-             b.addOperator(OpKind::Dequantize, {x}, {y});
-             b.setInputs({x});
-             b.setOutputs({y});
-         }},
+         requantize(OpKind::Dequantize, ElementType::Int8, {2, 9}, 0.05f, -3)},
         {"QuantizeToUint8",
-         [](ModelBuilder& b) {
-             const int x = floatTensor(b, "x", {1, 6, 6, 2});
-             const int y =
-                 b.addTensor("y", ElementType::Uint8, {1, 6, 6, 2}, quantization(0.02f, 128));
-             b.addOperator(OpKind::Quantize, {x}, {y});
-             b.setInputs({x});
-             b.setOutputs({y});
-         },
+         requantize(OpKind::Quantize, ElementType::Uint8, {1, 6, 6, 2}, 0.02f, 128),
          Tolerance{1.0, 0.0}, -3.0, 3.0},
-        {"CastUint8ToFloat",
-         [](ModelBuilder& b) {
-             typedModel(b, OpKind::Cast, ElementType::Uint8, {1, 3, 4, 3}, ElementType::Float32,
-                        {1, 3, 4, 3});
-         },
-         kExact},
-        {"CastFloatToInt32Truncates",
-         [](ModelBuilder& b) {
-             typedModel(b, OpKind::Cast, ElementType::Float32, {5, 7}, ElementType::Int32, {5, 7});
-         },
+        {"CastUint8ToFloat", cast(ElementType::Uint8, ElementType::Float32, {1, 3, 4, 3}), kExact},
+        {"CastFloatToInt32Truncates", cast(ElementType::Float32, ElementType::Int32, {5, 7}),
          kExact, -50.0, 50.0},
-        {"CastInt32ToBool",
-         [](ModelBuilder& b) {
-             typedModel(b, OpKind::Cast, ElementType::Int32, {30}, ElementType::Bool, {30});
-         },
-         kExact},
-        {"CastBoolToInt32",
-         [](ModelBuilder& b) {
-             typedModel(b, OpKind::Cast, ElementType::Bool, {2, 8}, ElementType::Int32, {2, 8});
-         },
-         kExact},
+        {"CastInt32ToBool", cast(ElementType::Int32, ElementType::Bool, {30}), kExact},
+        {"CastBoolToInt32", cast(ElementType::Bool, ElementType::Int32, {2, 8}), kExact},
         {"ArgMaxChannelsInt32",
-         [](ModelBuilder& b) {
-             const int axis = b.addInt32Constant("axis", {1}, {3});
-             typedModel(b, OpKind::ArgMax, ElementType::Float32, {1, 4, 5, 6}, ElementType::Int32,
-                        {1, 4, 5}, {axis});
-         },
+         single(OpKind::ArgMax, {1, 4, 5, 6}, {1, 4, 5}, OpOptions(), ints({1}, {3}),
+                ElementType::Float32, ElementType::Int32),
          kExact},
         {"ArgMaxHeightInt64",
-         [](ModelBuilder& b) {
-             const int axis = b.addInt32Constant("axis", {}, {-3});
-             typedModel(b, OpKind::ArgMax, ElementType::Int32, {2, 7, 3, 2}, ElementType::Int64,
-                        {2, 3, 2}, {axis});
-         },
+         single(OpKind::ArgMax, {2, 7, 3, 2}, {2, 3, 2}, OpOptions(), ints({}, {-3}),
+                ElementType::Int32, ElementType::Int64),
          kExact},
         {"GreaterFloatBroadcast",
-         [](ModelBuilder& b) {
-             comparisonModel(b, OpKind::Greater, ElementType::Float32, {1, 4, 5, 3}, {3});
-         },
-         kExact},
-        {"GreaterEqualInt32",
-         [](ModelBuilder& b) {
-             comparisonModel(b, OpKind::GreaterEqual, ElementType::Int32, {3, 4}, {3, 4});
-         },
+         comparison(OpKind::Greater, ElementType::Float32, {1, 4, 5, 3}, {3}), kExact},
+        {"GreaterEqualInt32", comparison(OpKind::GreaterEqual, ElementType::Int32, {3, 4}, {3, 4}),
          kExact},
         {"GreaterEqualUint8BroadcastBoth",
-         [](ModelBuilder& b) {
-             comparisonModel(b, OpKind::GreaterEqual, ElementType::Uint8, {4, 1}, {1, 4, 3});
-         },
-         kExact},
+         comparison(OpKind::GreaterEqual, ElementType::Uint8, {4, 1}, {1, 4, 3}), kExact},
     };
+}
+
+// Failure messages show the case by its name, not its bytes.
+void PrintTo(const OperatorCase& c, std::ostream* os) {
+    *os << c.name;
 }
 
 class OperatorTest : public ::testing::TestWithParam<OperatorCase> {};
@@ -464,7 +274,7 @@ TEST_P(OperatorTest, MatchesReference) {
     const OperatorCase& c = GetParam();
     ModelBuilder builder;
     c.build(builder);
-    expectMatchesReference(builder, c.tolerance, 7, c.low, c.high);
+    expectMatchesReference(builder.finish(), c.tolerance, 7, c.low, c.high);
 }
 
 INSTANTIATE_TEST_SUITE_P(Engine, OperatorTest, ::testing::ValuesIn(operatorCases()),

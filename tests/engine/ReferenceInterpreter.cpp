@@ -1,26 +1,15 @@
 #include "ReferenceInterpreter.h"
 
-#include <cstring>
 #include <map>
+
+#include "TensorBytes.h"
 
 namespace enginetest {
 
-using hostengine::ElementType;
 using hostengine::GraphOperator;
 using hostengine::OpKind;
 
 namespace {
-
-template <typename T>
-std::vector<double> decode(const std::vector<uint8_t>& bytes) {
-    std::vector<double> values(bytes.size() / sizeof(T));
-    for (size_t i = 0; i < values.size(); ++i) {
-        T v;
-        std::memcpy(&v, bytes.data() + i * sizeof(T), sizeof(T));
-        values[i] = static_cast<double>(v);
-    }
-    return values;
-}
 
 std::vector<int64_t> integers(const RefTensor& t) {
     return std::vector<int64_t>(t.values.begin(), t.values.end());
@@ -28,43 +17,13 @@ std::vector<int64_t> integers(const RefTensor& t) {
 
 }  // namespace
 
-RefTensor constantValues(const hostengine::GraphTensor& tensor) {
-    RefTensor t;
-    t.shape = tensor.shape;
-    switch (tensor.type) {
-        case ElementType::Float32:
-            t.values = decode<float>(tensor.data);
-            break;
-        case ElementType::Float16:
-            for (double half : decode<uint16_t>(tensor.data)) {
-                t.values.push_back(halfToDouble(static_cast<uint16_t>(half)));
-            }
-            break;
-        case ElementType::Int32:
-            t.values = decode<int32_t>(tensor.data);
-            break;
-        case ElementType::Int64:
-            t.values = decode<int64_t>(tensor.data);
-            break;
-        case ElementType::Uint8:
-        case ElementType::Bool:
-            t.values = decode<uint8_t>(tensor.data);
-            break;
-        case ElementType::Int8:
-            t.values = decode<int8_t>(tensor.data);
-            break;
-        case ElementType::None:
-            break;
-    }
-    return t;
-}
-
 std::vector<RefTensor> runReference(const hostengine::Graph& graph,
                                     const std::vector<RefTensor>& inputs) {
     std::map<int, RefTensor> values;
     for (size_t i = 0; i < graph.tensors.size(); ++i) {
-        if (graph.tensors[i].isConstant) {
-            values[static_cast<int>(i)] = constantValues(graph.tensors[i]);
+        const hostengine::GraphTensor& t = graph.tensors[i];
+        if (t.isConstant) {
+            values[static_cast<int>(i)] = fromBytes(t.type, t.shape, t.data);
         }
     }
     for (size_t i = 0; i < graph.inputs.size(); ++i) {
@@ -80,34 +39,18 @@ std::vector<RefTensor> runReference(const hostengine::Graph& graph,
         RefTensor result;
         switch (op.kind) {
             case OpKind::Add:
-                result = binary(in(0), in(1), BinaryOp::Add, o.activation);
-                break;
             case OpKind::Mul:
-                result = binary(in(0), in(1), BinaryOp::Mul, o.activation);
-                break;
             case OpKind::Sub:
-                result = binary(in(0), in(1), BinaryOp::Sub, o.activation);
-                break;
             case OpKind::Greater:
-                result = binary(in(0), in(1), BinaryOp::Greater, hostengine::Activation::None);
-                break;
             case OpKind::GreaterEqual:
-                result = binary(in(0), in(1), BinaryOp::GreaterEqual, hostengine::Activation::None);
+                result = binary(in(0), in(1), op.kind, o.activation);
                 break;
             case OpKind::Relu:
-                result = unary(in(0), UnaryOp::Relu);
-                break;
             case OpKind::ReluN1To1:
-                result = unary(in(0), UnaryOp::ReluN1To1);
-                break;
             case OpKind::Relu6:
-                result = unary(in(0), UnaryOp::Relu6);
-                break;
             case OpKind::Logistic:
-                result = unary(in(0), UnaryOp::Logistic);
-                break;
             case OpKind::HardSwish:
-                result = unary(in(0), UnaryOp::HardSwish);
+                result = unary(in(0), op.kind);
                 break;
             case OpKind::Conv2d:
                 result = conv2d(in(0), in(1), optional(2), o);

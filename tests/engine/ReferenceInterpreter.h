@@ -13,7 +13,4 @@ namespace enginetest {
 std::vector<RefTensor> runReference(const hostengine::Graph& graph,
                                     const std::vector<RefTensor>& inputs);
 
-// A constant tensor's contents as doubles (float16 decoded, integers and bools as numbers).
-RefTensor constantValues(const hostengine::GraphTensor& tensor);
-
 }  // namespace enginetest

@@ -8,6 +8,7 @@ namespace enginetest {
 
 using hostengine::Activation;
 using hostengine::ElementType;
+using hostengine::OpKind;
 using hostengine::OpOptions;
 using hostengine::Padding;
 
@@ -46,180 +47,143 @@ double applyActivation(double value, Activation activation) {
 
 namespace {
 
-// Output size and leading padding of a window along one axis, as TFLite computes them.
-struct Window {
-    int outSize;
+// One axis of a window sliding over `from` positions: position p with kernel tap k lands on
+// p * stride + k * dilation - padBefore of the `to` positions on the other side.
+struct Axis {
+    int from;
+    int to;
+    int kernel;
+    int stride;
+    int dilation;
     int padBefore;
 };
 
-Window window(int in, int kernel, int stride, int dilation, Padding padding) {
+// Output positions reading input ones, with the output size and leading padding TFLite computes.
+Axis gather(int in, int kernel, int stride, int dilation, Padding padding) {
     const int effective = (kernel - 1) * dilation + 1;
     if (padding == Padding::Valid) {
-        return {(in - effective) / stride + 1, 0};
+        return {(in - effective) / stride + 1, in, kernel, stride, dilation, 0};
     }
     const int out = (in + stride - 1) / stride;
     const int total = std::max((out - 1) * stride + effective - in, 0);
-    return {out, total / 2};
+    return {out, in, kernel, stride, dilation, total / 2};
+}
+
+// Calls tap(n, y, x, ty, tx, ky, kx) for every batch entry n, every position (y, x) and every
+// kernel tap (ky, kx) that lands on (ty, tx) inside the other side: padding contributes nothing.
+template <typename Tap>
+void forEachTap(int batch, const Axis& ay, const Axis& ax, Tap tap) {
+    for (int n = 0; n < batch; ++n) {
+        for (int y = 0; y < ay.from; ++y) {
+            for (int x = 0; x < ax.from; ++x) {
+                for (int ky = 0; ky < ay.kernel; ++ky) {
+                    for (int kx = 0; kx < ax.kernel; ++kx) {
+                        const int ty = y * ay.stride + ky * ay.dilation - ay.padBefore;
+                        const int tx = x * ax.stride + kx * ax.dilation - ax.padBefore;
+                        if (ty >= 0 && ty < ay.to && tx >= 0 && tx < ax.to) {
+                            tap(n, y, x, ty, tx, ky, kx);
+                        }
+                    }
+                }
+            }
+        }
+    }
+}
+
+// The bias of each output channel (when there is one) added to the sums, then the activation.
+RefTensor biased(RefTensor sums, const RefTensor& bias, Activation activation) {
+    const size_t channels = sums.shape.back();
+    for (size_t i = 0; i < sums.values.size(); ++i) {
+        const double b = bias.values.empty() ? 0.0 : bias.values[i % channels];
+        sums.values[i] = applyActivation(sums.values[i] + b, activation);
+    }
+    return sums;
 }
 
 }  // namespace
 
 RefTensor conv2d(const RefTensor& input, const RefTensor& filter, const RefTensor& bias,
                  const OpOptions& o) {
-    const int batch = input.shape[0];
-    const int inH = input.shape[1];
-    const int inW = input.shape[2];
-    const int inC = input.shape[3];
     const int outC = filter.shape[0];
-    const int kH = filter.shape[1];
-    const int kW = filter.shape[2];
     const int groupInC = filter.shape[3];
-    const int groups = inC / groupInC;
-    const int groupOutC = outC / groups;
-    const Window wy = window(inH, kH, o.strideH, o.dilationH, o.padding);
-    const Window wx = window(inW, kW, o.strideW, o.dilationW, o.padding);
-    RefTensor out = makeTensor({batch, wy.outSize, wx.outSize, outC});
-    for (int n = 0; n < batch; ++n) {
-        for (int oy = 0; oy < wy.outSize; ++oy) {
-            for (int ox = 0; ox < wx.outSize; ++ox) {
-                for (int oc = 0; oc < outC; ++oc) {
-                    const int group = oc / groupOutC;
-                    double sum = bias.values.empty() ? 0.0 : bias.values[oc];
-                    for (int ky = 0; ky < kH; ++ky) {
-                        for (int kx = 0; kx < kW; ++kx) {
-                            const int iy = oy * o.strideH + ky * o.dilationH - wy.padBefore;
-                            const int ix = ox * o.strideW + kx * o.dilationW - wx.padBefore;
-                            if (iy < 0 || iy >= inH || ix < 0 || ix >= inW) {
-                                continue;
-                            }
-                            for (int ic = 0; ic < groupInC; ++ic) {
-                                sum += input.values[input.at(n, iy, ix, group * groupInC + ic)] *
-                                       filter.values[filter.at(oc, ky, kx, ic)];
-                            }
-                        }
-                    }
-                    out.values[out.at(n, oy, ox, oc)] = applyActivation(sum, o.activation);
-                }
+    const int groupOutC = outC / (input.shape[3] / groupInC);
+    const Axis ay = gather(input.shape[1], filter.shape[1], o.strideH, o.dilationH, o.padding);
+    const Axis ax = gather(input.shape[2], filter.shape[2], o.strideW, o.dilationW, o.padding);
+    RefTensor out = makeTensor({input.shape[0], ay.from, ax.from, outC});
+    forEachTap(input.shape[0], ay, ax, [&](int n, int y, int x, int iy, int ix, int ky, int kx) {
+        for (int oc = 0; oc < outC; ++oc) {
+            const int firstIn = oc / groupOutC * groupInC;
+            for (int ic = 0; ic < groupInC; ++ic) {
+                out.values[out.at(n, y, x, oc)] += input.values[input.at(n, iy, ix, firstIn + ic)] *
+                                                   filter.values[filter.at(oc, ky, kx, ic)];
             }
         }
-    }
-    return out;
+    });
+    return biased(out, bias, o.activation);
 }
 
 RefTensor depthwiseConv2d(const RefTensor& input, const RefTensor& filter, const RefTensor& bias,
                           const OpOptions& o) {
-    const int batch = input.shape[0];
-    const int inH = input.shape[1];
-    const int inW = input.shape[2];
-    const int inC = input.shape[3];
-    const int kH = filter.shape[1];
-    const int kW = filter.shape[2];
     const int outC = filter.shape[3];
-    const int multiplier = outC / inC;
-    const Window wy = window(inH, kH, o.strideH, o.dilationH, o.padding);
-    const Window wx = window(inW, kW, o.strideW, o.dilationW, o.padding);
-    RefTensor out = makeTensor({batch, wy.outSize, wx.outSize, outC});
-    for (int n = 0; n < batch; ++n) {
-        for (int oy = 0; oy < wy.outSize; ++oy) {
-            for (int ox = 0; ox < wx.outSize; ++ox) {
-                for (int oc = 0; oc < outC; ++oc) {
-                    double sum = bias.values.empty() ? 0.0 : bias.values[oc];
-                    for (int ky = 0; ky < kH; ++ky) {
-                        for (int kx = 0; kx < kW; ++kx) {
-                            const int iy = oy * o.strideH + ky * o.dilationH - wy.padBefore;
-                            const int ix = ox * o.strideW + kx * o.dilationW - wx.padBefore;
-                            if (iy < 0 || iy >= inH || ix < 0 || ix >= inW) {
-                                continue;
-                            }
-                            sum += input.values[input.at(n, iy, ix, oc / multiplier)] *
-                                   filter.values[filter.at(0, ky, kx, oc)];
-                        }
-                    }
-                    out.values[out.at(n, oy, ox, oc)] = applyActivation(sum, o.activation);
-                }
-            }
+    const int multiplier = outC / input.shape[3];
+    const Axis ay = gather(input.shape[1], filter.shape[1], o.strideH, o.dilationH, o.padding);
+    const Axis ax = gather(input.shape[2], filter.shape[2], o.strideW, o.dilationW, o.padding);
+    RefTensor out = makeTensor({input.shape[0], ay.from, ax.from, outC});
+    forEachTap(input.shape[0], ay, ax, [&](int n, int y, int x, int iy, int ix, int ky, int kx) {
+        for (int oc = 0; oc < outC; ++oc) {
+            out.values[out.at(n, y, x, oc)] += input.values[input.at(n, iy, ix, oc / multiplier)] *
+                                               filter.values[filter.at(0, ky, kx, oc)];
         }
-    }
-    return out;
+    });
+    return biased(out, bias, o.activation);
 }
 
 RefTensor transposeConv2d(const RefTensor& input, const RefTensor& filter, const RefTensor& bias,
                           const std::vector<int32_t>& outShape, const OpOptions& o) {
     const int inH = input.shape[1];
     const int inW = input.shape[2];
-    const int inC = input.shape[3];
-    const int outC = filter.shape[0];
     const int kH = filter.shape[1];
     const int kW = filter.shape[2];
-    // The rows the model's output drops in front: half of what the full scatter overshoots.
+    // Each input cell scatters its window into the output; the model's output drops in front half
+    // of what the full scatter overshoots.
     const int padTop = std::max((inH - 1) * o.strideH + kH - outShape[1], 0) / 2;
     const int padLeft = std::max((inW - 1) * o.strideW + kW - outShape[2], 0) / 2;
+    const Axis ay{inH, outShape[1], kH, o.strideH, 1, padTop};
+    const Axis ax{inW, outShape[2], kW, o.strideW, 1, padLeft};
     RefTensor out = makeTensor(outShape);
-    for (int n = 0; n < outShape[0]; ++n) {
-        for (int iy = 0; iy < inH; ++iy) {
-            for (int ix = 0; ix < inW; ++ix) {
-                for (int ky = 0; ky < kH; ++ky) {
-                    for (int kx = 0; kx < kW; ++kx) {
-                        const int oy = iy * o.strideH + ky - padTop;
-                        const int ox = ix * o.strideW + kx - padLeft;
-                        if (oy < 0 || oy >= outShape[1] || ox < 0 || ox >= outShape[2]) {
-                            continue;
-                        }
-                        for (int oc = 0; oc < outC; ++oc) {
-                            for (int ic = 0; ic < inC; ++ic) {
-                                out.values[out.at(n, oy, ox, oc)] +=
-                                    input.values[input.at(n, iy, ix, ic)] *
-                                    filter.values[filter.at(oc, ky, kx, ic)];
-                            }
-                        }
-                    }
-                }
+    forEachTap(outShape[0], ay, ax, [&](int n, int iy, int ix, int y, int x, int ky, int kx) {
+        for (int oc = 0; oc < filter.shape[0]; ++oc) {
+            for (int ic = 0; ic < input.shape[3]; ++ic) {
+                out.values[out.at(n, y, x, oc)] += input.values[input.at(n, iy, ix, ic)] *
+                                                   filter.values[filter.at(oc, ky, kx, ic)];
             }
         }
-    }
-    for (size_t i = 0; i < out.values.size(); ++i) {
-        const double b = bias.values.empty() ? 0.0 : bias.values[i % outC];
-        out.values[i] = applyActivation(out.values[i] + b, o.activation);
-    }
-    return out;
+    });
+    return biased(out, bias, o.activation);
 }
 
 RefTensor pool2d(const RefTensor& input, bool average, const OpOptions& o) {
-    const int batch = input.shape[0];
-    const int inH = input.shape[1];
-    const int inW = input.shape[2];
     const int channels = input.shape[3];
-    const Window wy = window(inH, o.filterH, o.strideH, 1, o.padding);
-    const Window wx = window(inW, o.filterW, o.strideW, 1, o.padding);
-    RefTensor out = makeTensor({batch, wy.outSize, wx.outSize, channels});
-    for (int n = 0; n < batch; ++n) {
-        for (int oy = 0; oy < wy.outSize; ++oy) {
-            for (int ox = 0; ox < wx.outSize; ++ox) {
-                for (int c = 0; c < channels; ++c) {
-                    // Padding is excluded: averages divide by the cells inside the input.
-                    double sum = 0.0;
-                    double best = -std::numeric_limits<double>::infinity();
-                    int cells = 0;
-                    for (int ky = 0; ky < o.filterH; ++ky) {
-                        for (int kx = 0; kx < o.filterW; ++kx) {
-                            const int iy = oy * o.strideH + ky - wy.padBefore;
-                            const int ix = ox * o.strideW + kx - wx.padBefore;
-                            if (iy < 0 || iy >= inH || ix < 0 || ix >= inW) {
-                                continue;
-                            }
-                            const double v = input.values[input.at(n, iy, ix, c)];
-                            sum += v;
-                            best = std::max(best, v);
-                            ++cells;
-                        }
-                    }
-                    const double result = average ? sum / cells : best;
-                    out.values[out.at(n, oy, ox, c)] = applyActivation(result, o.activation);
-                }
-            }
+    const Axis ay = gather(input.shape[1], o.filterH, o.strideH, 1, o.padding);
+    const Axis ax = gather(input.shape[2], o.filterW, o.strideW, 1, o.padding);
+    RefTensor sums = makeTensor({input.shape[0], ay.from, ax.from, channels});
+    RefTensor best = sums;
+    best.values.assign(best.count(), -std::numeric_limits<double>::infinity());
+    // Padding is excluded: averages divide by the cells inside the input.
+    std::vector<int> cells(sums.count() / channels, 0);
+    forEachTap(input.shape[0], ay, ax, [&](int n, int y, int x, int iy, int ix, int, int) {
+        ++cells[sums.at(n, y, x, 0) / channels];
+        for (int c = 0; c < channels; ++c) {
+            const double v = input.values[input.at(n, iy, ix, c)];
+            sums.values[sums.at(n, y, x, c)] += v;
+            best.values[best.at(n, y, x, c)] = std::max(best.values[best.at(n, y, x, c)], v);
         }
+    });
+    for (size_t i = 0; i < sums.values.size(); ++i) {
+        const double result = average ? sums.values[i] / cells[i / channels] : best.values[i];
+        sums.values[i] = applyActivation(result, o.activation);
     }
-    return out;
+    return sums;
 }
 
 RefTensor meanHeightWidth(const RefTensor& input, bool keepDims) {
@@ -310,7 +274,40 @@ size_t broadcastIndex(const RefTensor& t, const std::vector<int32_t>& outShape, 
 
 }  // namespace
 
-RefTensor binary(const RefTensor& a, const RefTensor& b, BinaryOp op, Activation activation) {
+namespace {
+
+// One element of an element-wise operator (unary ones ignore `y`). Any other kind has no such
+// value: NaN fails every comparison made with it.
+double elementwise(OpKind op, double x, double y) {
+    switch (op) {
+        case OpKind::Add:
+            return x + y;
+        case OpKind::Mul:
+            return x * y;
+        case OpKind::Sub:
+            return x - y;
+        case OpKind::Greater:
+            return x > y ? 1.0 : 0.0;
+        case OpKind::GreaterEqual:
+            return x >= y ? 1.0 : 0.0;
+        case OpKind::Relu:
+            return applyActivation(x, Activation::Relu);
+        case OpKind::ReluN1To1:
+            return applyActivation(x, Activation::ReluN1To1);
+        case OpKind::Relu6:
+            return applyActivation(x, Activation::Relu6);
+        case OpKind::Logistic:
+            return 1.0 / (1.0 + std::exp(-x));
+        case OpKind::HardSwish:
+            return x * std::min(std::max(x + 3.0, 0.0), 6.0) / 6.0;
+        default:
+            return std::numeric_limits<double>::quiet_NaN();
+    }
+}
+
+}  // namespace
+
+RefTensor binary(const RefTensor& a, const RefTensor& b, OpKind op, Activation activation) {
     const size_t rank = std::max(a.shape.size(), b.shape.size());
     std::vector<int32_t> shape(rank, 1);
     for (size_t i = 0; i < rank; ++i) {
@@ -322,49 +319,15 @@ RefTensor binary(const RefTensor& a, const RefTensor& b, BinaryOp op, Activation
     for (size_t i = 0; i < out.values.size(); ++i) {
         const double x = a.values[broadcastIndex(a, shape, i)];
         const double y = b.values[broadcastIndex(b, shape, i)];
-        double r = 0.0;
-        switch (op) {
-            case BinaryOp::Add:
-                r = x + y;
-                break;
-            case BinaryOp::Mul:
-                r = x * y;
-                break;
-            case BinaryOp::Sub:
-                r = x - y;
-                break;
-            case BinaryOp::Greater:
-                r = x > y ? 1.0 : 0.0;
-                break;
-            case BinaryOp::GreaterEqual:
-                r = x >= y ? 1.0 : 0.0;
-                break;
-        }
-        out.values[i] = applyActivation(r, activation);
+        out.values[i] = applyActivation(elementwise(op, x, y), activation);
     }
     return out;
 }
 
-RefTensor unary(const RefTensor& input, UnaryOp op) {
+RefTensor unary(const RefTensor& input, OpKind op) {
     RefTensor out = input;
     for (double& v : out.values) {
-        switch (op) {
-            case UnaryOp::Relu:
-                v = applyActivation(v, Activation::Relu);
-                break;
-            case UnaryOp::ReluN1To1:
-                v = applyActivation(v, Activation::ReluN1To1);
-                break;
-            case UnaryOp::Relu6:
-                v = applyActivation(v, Activation::Relu6);
-                break;
-            case UnaryOp::Logistic:
-                v = 1.0 / (1.0 + std::exp(-v));
-                break;
-            case UnaryOp::HardSwish:
-                v = v * std::min(std::max(v + 3.0, 0.0), 6.0) / 6.0;
-                break;
-        }
+        v = elementwise(op, v, 0.0);
     }
     return out;
 }
@@ -473,20 +436,6 @@ RefTensor quantize(const RefTensor& input, float scale, int32_t zeroPoint, Eleme
         v = std::min(std::max(std::nearbyint(v / scale) + zeroPoint, low), high);
     }
     return out;
-}
-
-double halfToDouble(uint16_t half) {
-    const int sign = (half >> 15) ? -1 : 1;
-    const int exponent = (half >> 10) & 0x1f;
-    const int mantissa = half & 0x3ff;
-    if (exponent == 0) {
-        return sign * std::ldexp(mantissa, -24);
-    }
-    if (exponent == 31) {
-        return mantissa == 0 ? sign * std::numeric_limits<double>::infinity()
-                             : std::numeric_limits<double>::quiet_NaN();
-    }
-    return sign * std::ldexp(1024 + mantissa, exponent - 25);
 }
 
 }  // namespace enginetest

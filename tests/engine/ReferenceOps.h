@@ -39,12 +39,11 @@ RefTensor meanHeightWidth(const RefTensor& input, bool keepDims);
 RefTensor resizeBilinear(const RefTensor& input, int height, int width,
                          const hostengine::OpOptions& options);
 
-enum class BinaryOp { Add, Mul, Sub, Greater, GreaterEqual };
-RefTensor binary(const RefTensor& a, const RefTensor& b, BinaryOp op,
+// ADD, MUL, SUB (activation applied after), GREATER and GREATER_EQUAL, with broadcasting.
+RefTensor binary(const RefTensor& a, const RefTensor& b, hostengine::OpKind op,
                  hostengine::Activation activation);
-
-enum class UnaryOp { Relu, ReluN1To1, Relu6, Logistic, HardSwish };
-RefTensor unary(const RefTensor& input, UnaryOp op);
+// RELU, RELU_N1_TO_1, RELU6, LOGISTIC and HARD_SWISH.
+RefTensor unary(const RefTensor& input, hostengine::OpKind op);
 
 RefTensor concatenate(const std::vector<RefTensor>& inputs, int axis,
                       hostengine::Activation activation);
@@ -55,8 +54,5 @@ RefTensor cast(const RefTensor& input, hostengine::ElementType to);
 RefTensor dequantize(const RefTensor& input, float scale, int32_t zeroPoint);
 RefTensor quantize(const RefTensor& input, float scale, int32_t zeroPoint,
                    hostengine::ElementType to);
-
-// IEEE half precision to double, decoded from the bit fields.
-double halfToDouble(uint16_t half);
 
 }  // namespace enginetest

@@ -12,10 +12,8 @@
 
 namespace {
 
-using bodysegtest::hostArgs;
+using bodysegtest::freshDir;
 using bodysegtest::writeConfig;
-using bodysegtest::writeModel;
-using toolstest::runTool;
 using toolstest::tempPath;
 
 std::string dirPath() {
@@ -43,12 +41,16 @@ class BadInput : public ::testing::Test {
         toolstest::writeBytes(inputPath("truncated.jpg"), jpeg);
     }
 
-    static toolstest::ToolRun run(const std::vector<std::string>& more) {
+    // Every run writes into an empty output directory, so that no case finds another's outputs.
+    static toolstest::ToolRun run(const std::vector<std::string>& more,
+                                  const std::string& config = writeConfig("config.json",
+                                                                          "Neuropilot"),
+                                  size_t modelBytes = 4096) {
         std::vector<std::string> args =
-            hostArgs(writeConfig("config.json", "Neuropilot"), writeModel("model.bin", 4096));
-        args.insert(args.end(), {"--out", tempPath("out")});
+            bodysegtest::hostArgs(config, bodysegtest::writeModel("model.bin", modelBytes));
+        args.insert(args.end(), {"--out", freshDir("out")});
         args.insert(args.end(), more.begin(), more.end());
-        return runTool("bodyseg", args);
+        return toolstest::runTool("bodyseg", args);
     }
 };
 
@@ -56,9 +58,9 @@ class BadInput : public ::testing::Test {
 // that listing the tests touches no disk.
 struct ErrorCase {
     const char* name;
-    std::vector<std::string> args;
+    std::string args;     // split at spaces
+    std::string message;  // the whole of stderr, one line without its newline
     int exitCode;
-    std::string err;  // the whole of stderr
 };
 
 std::string resolved(std::string text) {
@@ -76,83 +78,56 @@ void PrintTo(const ErrorCase& c, std::ostream* os) {
 class BadInputCases : public BadInput, public ::testing::WithParamInterface<ErrorCase> {};
 
 TEST_P(BadInputCases, GetOneClearMessage) {
-    const ErrorCase bad = GetParam();
+    const ErrorCase& bad = GetParam();
     std::vector<std::string> args;
-    for (const std::string& arg : bad.args)
-        args.push_back(resolved(arg));
+    for (const std::string& word : bodysegtest::words(bad.args))
+        args.push_back(resolved(word));
     const auto result = run(args);
+    EXPECT_EQ(result.err, resolved(bad.message) + "\n");
     EXPECT_EQ(result.exitCode, bad.exitCode) << result.err;
-    EXPECT_EQ(result.err, resolved(bad.err));
 }
-
-const std::string kKinds = ".png, .jpg, .jpeg, .nv21, .nv12 or .yuv";
 
 INSTANTIATE_TEST_SUITE_P(
     Messages, BadInputCases,
     ::testing::Values(
-        ErrorCase{"missing_file",
-                  {"{in}/absent.png"},
-                  1,
-                  "bodyseg: cannot read {in}/absent.png: No such file or directory\n"},
-        ErrorCase{"model_not_a_file",
-                  {"--model", "{in}", "{in}/photo.png"},
-                  1,
-                  "bodyseg: cannot read {in}: not a regular file\n"},
-        ErrorCase{
-            "raw_shorter_than_its_geometry",
-            {"--size", "64x48", "{in}/short.nv21"},
-            1,
-            "bodyseg: {in}/short.nv21 has 100 bytes; NV21 64x48, stride 64, scan 48 needs 4608\n"},
-        ErrorCase{"raw_without_size",
-                  {"{in}/frame.nv21"},
-                  1,
-                  "bodyseg: raw dump {in}/frame.nv21 needs --size WxH\n"},
-        ErrorCase{"stride_below_width",
-                  {"--size", "64x48", "--stride", "60", "{in}/frame.nv21"},
-                  2,
-                  "bodyseg: --stride 60 is smaller than the width 64\n"},
-        ErrorCase{"scan_below_height",
-                  {"--size", "64x48", "--scan", "40", "{in}/frame.nv21"},
-                  2,
-                  "bodyseg: --scan 40 is smaller than the height 48\n"},
-        ErrorCase{"odd_stride",
-                  {"--size", "64x48", "--stride", "65", "{in}/frame.nv21"},
-                  2,
-                  "bodyseg: --stride 65: must be even (NV21/NV12 chroma covers pixel pairs)\n"},
-        ErrorCase{"odd_size",
-                  {"--size", "63x48", "{in}/frame.nv21"},
-                  2,
-                  "bodyseg: --size 63x48: width and height must be even and non-zero\n"},
-        ErrorCase{"zero_size",
-                  {"--size", "64x0", "{in}/frame.nv21"},
-                  2,
-                  "bodyseg: --size 64x0: width and height must be even and non-zero\n"},
-        ErrorCase{"malformed_size",
-                  {"--size", "64by48", "{in}/frame.nv21"},
-                  2,
-                  "bodyseg: --size '64by48': expected WxH, e.g. 1920x1080\n"},
-        ErrorCase{"unknown_format",
-                  {"--format", "yuyv", "{in}/photo.png"},
-                  2,
-                  "bodyseg: unknown format 'yuyv' (use nv21 or nv12)\n"},
-        ErrorCase{"unknown_input_type",
-                  {"{in}/notes.txt"},
-                  1,
-                  "bodyseg: unknown input type '.txt' of {in}/notes.txt (use " + kKinds + ")\n"},
-        ErrorCase{"bad_orientation",
-                  {"--orientation", "45", "{in}/photo.png"},
-                  2,
-                  "bodyseg: --orientation '45': use 0, 90, 180 or 270\n"},
-        ErrorCase{"unknown_option",
-                  {"--colour", "red", "{in}/photo.png"},
-                  2,
-                  "bodyseg: unknown option '--colour' (see bodyseg --help)\n"},
+        ErrorCase{"missing_file", "{in}/absent.png",
+                  "bodyseg: cannot read {in}/absent.png: No such file or directory", 1},
+        ErrorCase{"model_not_a_file", "--model {in} {in}/photo.png",
+                  "bodyseg: cannot read {in}: not a regular file", 1},
+        ErrorCase{"raw_shorter_than_its_geometry", "--size 64x48 {in}/short.nv21",
+                  "bodyseg: {in}/short.nv21 has 100 bytes; NV21 64x48, stride 64, scan 48 needs "
+                  "4608",
+                  1},
+        ErrorCase{"raw_without_size", "{in}/frame.nv21",
+                  "bodyseg: raw dump {in}/frame.nv21 needs --size WxH", 1},
+        ErrorCase{"stride_below_width", "--size 64x48 --stride 60 {in}/frame.nv21",
+                  "bodyseg: --stride 60 is smaller than the width 64", 2},
+        ErrorCase{"scan_below_height", "--size 64x48 --scan 40 {in}/frame.nv21",
+                  "bodyseg: --scan 40 is smaller than the height 48", 2},
+        ErrorCase{"odd_stride", "--size 64x48 --stride 65 {in}/frame.nv21",
+                  "bodyseg: --stride 65: must be even (NV21/NV12 chroma covers pixel pairs)", 2},
+        ErrorCase{"odd_size", "--size 63x48 {in}/frame.nv21",
+                  "bodyseg: --size 63x48: width and height must be even and non-zero", 2},
+        ErrorCase{"zero_size", "--size 64x0 {in}/frame.nv21",
+                  "bodyseg: --size 64x0: width and height must be even and non-zero", 2},
+        ErrorCase{"malformed_size", "--size 64by48 {in}/frame.nv21",
+                  "bodyseg: --size '64by48': expected WxH, e.g. 1920x1080", 2},
+        ErrorCase{"unknown_format", "--format yuyv {in}/photo.png",
+                  "bodyseg: unknown format 'yuyv' (use nv21 or nv12)", 2},
+        ErrorCase{"unknown_input_type", "{in}/notes.txt",
+                  "bodyseg: unknown input type '.txt' of {in}/notes.txt (use .png, .jpg, .jpeg, "
+                  ".nv21, .nv12 or .yuv)",
+                  1},
+        ErrorCase{"bad_orientation", "--orientation 45 {in}/photo.png",
+                  "bodyseg: --orientation '45': use 0, 90, 180 or 270", 2},
+        ErrorCase{"unknown_option", "--colour red {in}/photo.png",
+                  "bodyseg: unknown option '--colour' (see bodyseg --help)", 2},
         ErrorCase{"property_value_too_long",
-                  {"--prop", "debug.bodyseg.test=" + std::string(92, 'x'), "{in}/photo.png"},
-                  1,
+                  "--prop debug.bodyseg.test=" + std::string(92, 'x') + " {in}/photo.png",
                   "bodyseg: cannot set property debug.bodyseg.test: values hold at most 91 bytes "
-                  "and a \"ro.\" property is set only once\n"}),
-    [](const ::testing::TestParamInfo<ErrorCase>& info) { return std::string(info.param.name); });
+                  "and a \"ro.\" property is set only once",
+                  1}),
+    bodysegtest::caseName<ErrorCase>);
 
 TEST_F(BadInput, UndecodablePhotosAreSkippedWithTheirReason) {
     const auto result =
@@ -209,9 +184,7 @@ TEST_P(InitFailures, PrintTheStatusByNameAndThePluginsReason) {
     const InitCase init = GetParam();
     const std::string config =
         init.aisdk != nullptr ? writeConfig("init.json", init.aisdk, init.platform) : notJson();
-    std::vector<std::string> args = hostArgs(config, writeModel("init.bin", init.modelBytes));
-    args.insert(args.end(), {"--out", tempPath("init-out"), inputPath("photo.png")});
-    const auto result = runTool("bodyseg", args);
+    const auto result = run({inputPath("photo.png")}, config, init.modelBytes);
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(
         result.err.rfind("bodyseg: algoInitHandle failed: SDK_FAILURE (65535)\n  [ERROR] ", 0), 0u)
@@ -222,23 +195,21 @@ TEST_P(InitFailures, PrintTheStatusByNameAndThePluginsReason) {
     EXPECT_EQ(result.out, "");
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    ConfigurationAndModel, InitFailures,
-    ::testing::Values(
-        InitCase{"wrong_platform", "Neuropilot", "mtk", 4096,
-                 "parse_json() Platform is wrong, now is mtk\n"},
-        InitCase{"no_group_for_the_runtime", "TensorRT", "MTK", 4096,
-                 "parse_json() parse_json fail to parse parameter\n"},
-        InitCase{"not_json", nullptr, "MTK", 4096, "parse_json() parse_json fail to parse json: "},
-        InitCase{"model_too_short_to_decrypt", "Neuropilot", "MTK", 1000, "sparse model failed"}),
-    [](const ::testing::TestParamInfo<InitCase>& info) { return std::string(info.param.name); });
+INSTANTIATE_TEST_SUITE_P(ConfigurationAndModel, InitFailures,
+                         ::testing::Values(InitCase{"wrong_platform", "Neuropilot", "mtk", 4096,
+                                                    "parse_json() Platform is wrong, now is mtk\n"},
+                                           InitCase{
+                                               "no_group_for_the_runtime", "TensorRT", "MTK", 4096,
+                                               "parse_json() parse_json fail to parse parameter\n"},
+                                           InitCase{"not_json", nullptr, "MTK", 4096,
+                                                    "parse_json() parse_json fail to parse json: "},
+                                           InitCase{"model_too_short_to_decrypt", "Neuropilot",
+                                                    "MTK", 1000, "sparse model failed"}),
+                         bodysegtest::caseName<InitCase>);
 
 TEST_F(BadInput, ARuntimeSwitchNeedsAJsonConfiguration) {
     const std::string config = notJson();
-    std::vector<std::string> args = hostArgs(config, writeModel("switch.bin", 4096));
-    args.insert(args.end(),
-                {"--runtime", "neuron", "--out", tempPath("switch-out"), inputPath("photo.png")});
-    const auto result = runTool("bodyseg", args);
+    const auto result = run({"--runtime", "neuron", inputPath("photo.png")}, config);
     EXPECT_EQ(result.exitCode, 1);
     EXPECT_EQ(result.err.rfind("bodyseg: " + config + " is not JSON: ", 0), 0u) << result.err;
 }

@@ -24,13 +24,13 @@ using toolstest::runTool;
 
 const int kMaskBytes = 456 * 342;
 
-toolstest::ToolRun runBodyseg(std::vector<std::string> args, const std::vector<std::string>& more) {
+// The tool on the scripted stand-ins, with a configuration whose root "AISDK" is `aisdk`.
+toolstest::ToolRun runScripted(const std::vector<std::string>& more,
+                               const std::string& aisdk = "Neuropilot") {
+    std::vector<std::string> args =
+        hostArgs(writeConfig(aisdk + ".json", aisdk), writeModel("model.bin", 4096));
     args.insert(args.end(), more.begin(), more.end());
     return runTool("bodyseg", args);
-}
-
-std::vector<std::string> scriptHost() {
-    return hostArgs(writeConfig("neuropilot.json", "Neuropilot"), writeModel("model.bin", 4096));
 }
 
 bool contains(const std::string& text, const std::string& part) {
@@ -49,6 +49,24 @@ void expectOverlay(const std::string& path, int width, int height) {
     EXPECT_EQ(overlay.width, width) << path;
     EXPECT_EQ(overlay.height, height) << path;
 }
+
+// A fresh directory holding photo.png; run() sends it through the scripted host, `options` first,
+// into <dir>/out.
+struct PhotoDir {
+    explicit PhotoDir(const std::string& name, int width = 20, int height = 20)
+        : dir(freshDir(name)), photo(dir + "/photo.png"), out(dir + "/out") {
+        bodysegtest::writePngPhoto(photo, width, height);
+    }
+
+    toolstest::ToolRun run(std::vector<std::string> options = {}) const {
+        options.insert(options.end(), {"--out", out, photo});
+        return runScripted(options);
+    }
+
+    std::string dir;
+    std::string photo;
+    std::string out;
+};
 
 struct HostCase {
     const char* aisdk;    // the configuration's root "AISDK"
@@ -70,9 +88,9 @@ TEST_P(PhotoRun, WritesAMaskAndAnOverlayForEveryPhoto) {
     bodysegtest::writeJpegPhoto(dir + "/tall.jpg", 30, 50);
     bodysegtest::writePngPhoto(dir + "/odd.png", 33, 21);
     const std::string out = dir + "/out";
-    const auto run = runBodyseg(
-        hostArgs(writeConfig("config.json", host.aisdk), writeModel("model.bin", 4096)),
-        {"--api", host.api, "--out", out, dir + "/wide.png", dir + "/tall.jpg", dir + "/odd.png"});
+    const auto run = runScripted(
+        {"--api", host.api, "--out", out, dir + "/wide.png", dir + "/tall.jpg", dir + "/odd.png"},
+        host.aisdk);
     ASSERT_EQ(run.exitCode, 0) << run.err;
     EXPECT_EQ(run.err, "");
 
@@ -111,10 +129,7 @@ INSTANTIATE_TEST_SUITE_P(
     });
 
 TEST(RunMode, TheRuntimeOptionSelectsTheOtherGroup) {
-    const std::string out = freshDir("runtime-switch") + "/out";
-    const std::string photo = toolstest::tempPath("switch.png");
-    bodysegtest::writePngPhoto(photo, 16, 16);
-    const auto run = runBodyseg(scriptHost(), {"--runtime", "neuron", "--out", out, photo});
+    const auto run = PhotoDir("runtime-switch").run({"--runtime", "neuron"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     EXPECT_TRUE(contains(run.out, "runtime: NeuronRuntime (through a copy of the configuration: "))
         << run.out;
@@ -125,7 +140,7 @@ TEST(RunMode, TheRuntimeOptionSelectsTheOtherGroup) {
 
 struct GeometryCase {
     const char* name;
-    std::vector<std::string> options;
+    const char* options;
     const char* frame;  // what the tool says it sent for a 64x48 photo
 };
 
@@ -137,39 +152,30 @@ class PhotoFrames : public ::testing::TestWithParam<GeometryCase> {};
 
 TEST_P(PhotoFrames, FollowOrientationFormatAndPadding) {
     const GeometryCase geometry = GetParam();
-    const std::string dir = freshDir(std::string("geometry-") + geometry.name);
-    bodysegtest::writePngPhoto(dir + "/photo.png", 64, 48);
-    std::vector<std::string> more = geometry.options;
-    more.insert(more.end(), {"--out", dir + "/out", dir + "/photo.png"});
-    const auto run = runBodyseg(scriptHost(), more);
+    const PhotoDir photo(std::string("geometry-") + geometry.name, 64, 48);
+    const auto run = photo.run(bodysegtest::words(geometry.options));
     ASSERT_EQ(run.exitCode, 0) << run.err;
-    EXPECT_TRUE(contains(run.out, "[1/1] " + dir + "/photo.png: " + geometry.frame + "\n"))
+    EXPECT_TRUE(contains(run.out, "[1/1] " + photo.photo + ": " + geometry.frame + "\n"))
         << run.out;
-    expectOverlay(dir + "/out/photo_overlay.png", 64, 48);
+    expectOverlay(photo.out + "/photo_overlay.png", 64, 48);
 }
 
 INSTANTIATE_TEST_SUITE_P(
     OrientationsAndPadding, PhotoFrames,
     ::testing::Values(
-        GeometryCase{
-            "default", {}, "photo 64x48 -> NV21 48x64, stride 48, scan 64, orientation 90"},
-        GeometryCase{"upright",
-                     {"--orientation", "0"},
+        GeometryCase{"default", "",
+                     "photo 64x48 -> NV21 48x64, stride 48, scan 64, orientation 90"},
+        GeometryCase{"upright", "--orientation 0",
                      "photo 64x48 -> NV21 64x48, stride 64, scan 48, orientation 0"},
-        GeometryCase{
-            "nv12_padded",
-            {"--orientation", "180", "--format", "nv12", "--stride-pad", "16", "--scan-pad", "4"},
-            "photo 64x48 -> NV12 64x48, stride 80, scan 52, orientation 180"},
-        GeometryCase{"inline_values",
-                     {"--orientation=270", "--stride-pad=8", "--scan-pad=2"},
+        GeometryCase{"nv12_padded", "--orientation 180 --format nv12 --stride-pad 16 --scan-pad 4",
+                     "photo 64x48 -> NV12 64x48, stride 80, scan 52, orientation 180"},
+        GeometryCase{"inline_values", "--orientation=270 --stride-pad=8 --scan-pad=2",
                      "photo 64x48 -> NV21 48x64, stride 56, scan 66, orientation 270"}),
-    [](const ::testing::TestParamInfo<GeometryCase>& info) {
-        return std::string(info.param.name);
-    });
+    bodysegtest::caseName<GeometryCase>);
 
 struct RawCase {
     const char* file;
-    std::vector<std::string> options;
+    const char* options;
     size_t extraBytes;
     const char* frame;
     int uprightWidth;
@@ -186,21 +192,21 @@ TEST_P(RawDumps, AreSentAsTheyAreAndOverlaidUpright) {
     const RawCase raw = GetParam();
     const std::string dir = freshDir(std::string("raw-") + raw.file);
     const std::string dump = dir + "/" + raw.file;
+    std::vector<std::string> more = bodysegtest::words(raw.options);
     int stride = 64;
     int scan = 48;
-    for (size_t i = 0; i + 1 < raw.options.size(); ++i) {
-        if (raw.options[i] == "--stride")
-            stride = std::stoi(raw.options[i + 1]);
-        if (raw.options[i] == "--scan")
-            scan = std::stoi(raw.options[i + 1]);
+    for (size_t i = 0; i + 1 < more.size(); ++i) {
+        if (more[i] == "--stride")
+            stride = std::stoi(more[i + 1]);
+        if (more[i] == "--scan")
+            scan = std::stoi(more[i + 1]);
     }
     std::vector<uint8_t> bytes = bodysegtest::rawFrame(stride, scan);
     bytes.resize(bytes.size() + raw.extraBytes, 0);
     toolstest::writeBytes(dump, bytes);
 
-    std::vector<std::string> more = raw.options;
     more.insert(more.end(), {"--size", "64x48", "--raw-mask", "--out", dir + "/out", dump});
-    const auto run = runBodyseg(scriptHost(), more);
+    const auto run = runScripted(more);
     ASSERT_EQ(run.exitCode, 0) << run.err;
     EXPECT_TRUE(contains(run.out, "[1/1] " + dump + ": " + raw.frame + "\n")) << run.out;
     const std::string stem = dir + "/out/" + std::filesystem::path(raw.file).stem().string();
@@ -214,24 +220,13 @@ TEST_P(RawDumps, AreSentAsTheyAreAndOverlaidUpright) {
 INSTANTIATE_TEST_SUITE_P(
     FormatsAndGeometry, RawDumps,
     ::testing::Values(
-        RawCase{"padded.nv12",
-                {"--stride", "80", "--scan", "52"},
-                0,
-                "raw NV12 64x48, stride 80, scan 52, orientation 90",
-                48,
-                64},
-        RawCase{"plain.yuv",
-                {"--format", "nv12", "--orientation", "0"},
-                0,
-                "raw NV12 64x48, stride 64, scan 48, orientation 0",
-                64,
-                48},
-        RawCase{"longer.nv21",
-                {"--orientation", "270"},
-                10,
+        RawCase{"padded.nv12", "--stride 80 --scan 52", 0,
+                "raw NV12 64x48, stride 80, scan 52, orientation 90", 48, 64},
+        RawCase{"plain.yuv", "--format nv12 --orientation 0", 0,
+                "raw NV12 64x48, stride 64, scan 48, orientation 0", 64, 48},
+        RawCase{"longer.nv21", "--orientation 270", 10,
                 "raw NV21 64x48, stride 64, scan 48 (10 trailing bytes ignored), orientation 270",
-                48,
-                64}),
+                48, 64}),
     [](const ::testing::TestParamInfo<RawCase>& info) {
         std::string name = info.param.file;
         std::replace(name.begin(), name.end(), '.', '_');
@@ -246,7 +241,7 @@ TEST(RunMode, TakesDirectoriesSortedAndListFiles) {
     std::filesystem::create_directories(dir + "/nested");
     bodysegtest::writePngPhoto(dir + "/nested/c.png", 20, 20);
 
-    const auto run = runBodyseg(scriptHost(), {"--out", dir + "/out", dir});
+    const auto run = runScripted({"--out", dir + "/out", dir});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     EXPECT_TRUE(contains(run.out, "[1/2] " + dir + "/a.jpg: ")) << run.out;
     EXPECT_TRUE(contains(run.out, "[2/2] " + dir + "/b.png: ")) << run.out;
@@ -254,48 +249,43 @@ TEST(RunMode, TakesDirectoriesSortedAndListFiles) {
 
     const std::string list = dir + "/inputs.txt";
     std::ofstream(list) << dir + "/nested/c.png\n\n" + dir + "/b.png  \n";
-    const auto listed = runBodyseg(scriptHost(), {"--out", dir + "/listed", "--list", list});
+    const auto listed = runScripted({"--out", dir + "/listed", "--list", list});
     ASSERT_EQ(listed.exitCode, 0) << listed.err;
     EXPECT_TRUE(contains(listed.out, "[1/2] " + dir + "/nested/c.png: ")) << listed.out;
     EXPECT_TRUE(contains(listed.out, "[2/2] " + dir + "/b.png: ")) << listed.out;
 }
 
 TEST(RunMode, OverwritesNothingWithoutForce) {
-    const std::string dir = freshDir("overwrite");
-    bodysegtest::writePngPhoto(dir + "/photo.png", 20, 20);
-    const std::vector<std::string> more = {"--out", dir + "/out", dir + "/photo.png"};
-    ASSERT_EQ(runBodyseg(scriptHost(), more).exitCode, 0);
+    const PhotoDir photo("overwrite");
+    ASSERT_EQ(photo.run().exitCode, 0);
 
-    std::ofstream(dir + "/out/photo_overlay.png") << "kept";
-    const auto refused = runBodyseg(scriptHost(), more);
+    std::ofstream(photo.out + "/photo_overlay.png") << "kept";
+    const auto refused = photo.run();
     EXPECT_EQ(refused.exitCode, 1);
     EXPECT_EQ(refused.err,
-              "bodyseg: " + dir + "/out/photo_mask.png exists (use --force to overwrite)\n");
+              "bodyseg: " + photo.out + "/photo_mask.png exists (use --force to overwrite)\n");
     // Refused before the plug-in was loaded.
     EXPECT_EQ(refused.out, "");
-    EXPECT_EQ(readBytes(dir + "/out/photo_overlay.png"),
+    EXPECT_EQ(readBytes(photo.out + "/photo_overlay.png"),
               std::vector<uint8_t>({'k', 'e', 'p', 't'}));
 
-    std::vector<std::string> forced = more;
-    forced.insert(forced.begin(), "--force");
-    const auto overwritten = runBodyseg(scriptHost(), forced);
+    const auto overwritten = photo.run({"--force"});
     EXPECT_EQ(overwritten.exitCode, 0) << overwritten.err;
-    expectOverlay(dir + "/out/photo_overlay.png", 20, 20);
+    expectOverlay(photo.out + "/photo_overlay.png", 20, 20);
 }
 
 TEST(RunMode, RefusesTwoInputsThatWouldWriteTheSameFiles) {
-    const std::string dir = freshDir("same-name");
-    bodysegtest::writePngPhoto(dir + "/photo.png", 20, 20);
-    bodysegtest::writeJpegPhoto(dir + "/photo.jpg", 20, 20);
-    const auto run = runBodyseg(scriptHost(), {"--out", dir + "/out", dir});
+    const PhotoDir photo("same-name");
+    bodysegtest::writeJpegPhoto(photo.dir + "/photo.jpg", 20, 20);
+    const auto run = runScripted({"--out", photo.out, photo.dir});
     EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.err, "bodyseg: inputs " + dir + "/photo.jpg and " + dir +
-                           "/photo.png would both write " + dir + "/out/photo_mask.png\n");
+    EXPECT_EQ(run.err, "bodyseg: inputs " + photo.dir + "/photo.jpg and " + photo.photo +
+                           " would both write " + photo.out + "/photo_mask.png\n");
 }
 
 struct StageCase {
     const char* name;
-    std::vector<std::string> options;
+    const char* options;
     bool stagesLogged;
 };
 
@@ -307,11 +297,8 @@ class StageReport : public ::testing::TestWithParam<StageCase> {};
 
 TEST_P(StageReport, ComesFromThePluginsDebugLines) {
     const StageCase stage = GetParam();
-    const std::string dir = freshDir(std::string("stages-") + stage.name);
-    bodysegtest::writePngPhoto(dir + "/photo.png", 20, 20);
-    std::vector<std::string> more = stage.options;
-    more.insert(more.end(), {"--out", dir + "/out", dir + "/photo.png"});
-    const auto run = runBodyseg(scriptHost(), more);
+    const auto run =
+        PhotoDir(std::string("stages-") + stage.name).run(bodysegtest::words(stage.options));
     ASSERT_EQ(run.exitCode, 0) << run.err;
     const std::regex logged(
         "    stages: pre-processing [0-9]+ ms, inference [0-9]+ ms, post-processing [0-9]+ ms, "
@@ -324,22 +311,18 @@ TEST_P(StageReport, ComesFromThePluginsDebugLines) {
 
 INSTANTIATE_TEST_SUITE_P(
     LogMask, StageReport,
-    ::testing::Values(StageCase{"default", {}, true},  // the tool's default mask 15 has DEBUG
-                      StageCase{"errors_only", {"--log-level", "1"}, false},
-                      // A non-zero property replaces the host's level at init, as on a phone.
-                      StageCase{"property_without_debug",
-                                {"--prop", "persist.camera.algo.aibeautybodydetect.loglvl=7"},
-                                false},
-                      StageCase{"property_with_debug",
-                                {"--log-level", "1", "--prop",
-                                 "persist.camera.algo.aibeautybodydetect.loglvl=9"},
-                                true}),
-    [](const ::testing::TestParamInfo<StageCase>& info) { return std::string(info.param.name); });
+    ::testing::Values(
+        StageCase{"default", "", true},  // the tool's default mask 15 has DEBUG
+        StageCase{"errors_only", "--log-level 1", false},
+        // A non-zero property replaces the host's level at init, as on a phone.
+        StageCase{"property_without_debug",
+                  "--prop persist.camera.algo.aibeautybodydetect.loglvl=7", false},
+        StageCase{"property_with_debug",
+                  "--log-level 1 --prop persist.camera.algo.aibeautybodydetect.loglvl=9", true}),
+    bodysegtest::caseName<StageCase>);
 
 TEST(RunMode, VerboseEchoesThePluginsLog) {
-    const std::string dir = freshDir("verbose");
-    bodysegtest::writePngPhoto(dir + "/photo.png", 20, 20);
-    const auto run = runBodyseg(scriptHost(), {"-v", "--out", dir + "/out", dir + "/photo.png"});
+    const auto run = PhotoDir("verbose").run({"-v"});
     ASSERT_EQ(run.exitCode, 0) << run.err;
     EXPECT_TRUE(contains(run.err, "log D beauty-sdk-body-detect: [DEBUG] [KAVO] [")) << run.err;
     EXPECT_TRUE(contains(run.err, "  algoInitHandle() E\n")) << run.err;

@@ -8,6 +8,7 @@
 #include <filesystem>
 #include <fstream>
 #include <random>
+#include <sstream>
 
 #include "ImageIo.h"
 #include "ToolRunner.h"
@@ -132,6 +133,14 @@ std::string freshDir(const std::string& name) {
     std::filesystem::remove_all(path);
     std::filesystem::create_directories(path);
     return path;
+}
+
+std::vector<std::string> words(const std::string& line) {
+    std::vector<std::string> result;
+    std::istringstream in(line);
+    for (std::string word; in >> word;)
+        result.push_back(word);
+    return result;
 }
 
 }  // namespace bodysegtest

@@ -1,6 +1,8 @@
-// Small inputs for the bodyseg tests, made on the spot: photos, raw frames, configurations and a
-// model of random bytes (the stand-in runtimes in script mode accept any model).
+// Small inputs for the bodyseg tests, made on the spot: photos, raw frames, configurations, a
+// model of random bytes (the stand-in runtimes in script mode accept any model) and command lines.
 #pragma once
+
+#include <gtest/gtest.h>
 
 #include <cstdint>
 #include <string>
@@ -36,5 +38,14 @@ PngHeader pngHeader(const std::string& path);
 
 // A fresh directory under the test program's temporary directory.
 std::string freshDir(const std::string& name);
+
+// Command-line words as a case table writes them, one string split at spaces.
+std::vector<std::string> words(const std::string& line);
+
+// Parameterized cases are named by their own `name`, so that a failure names the input.
+template <typename Case>
+std::string caseName(const ::testing::TestParamInfo<Case>& info) {
+    return info.param.name;
+}
 
 }  // namespace bodysegtest
