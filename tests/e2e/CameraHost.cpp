@@ -3,20 +3,16 @@
 #include <dlfcn.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
 #include <random>
 
 #include "AssistTestSupport.h"
 #include "PluginPaths.h"
+#include "ToolRunner.h"
 
 namespace e2e {
 
 const char* runtimeName(Runtime runtime) {
     return runtime == Runtime::Neuropilot ? "Neuropilot" : "NeuronRuntime";
-}
-
-const char* sourceName(ModelSource source) {
-    return source == ModelSource::DecryptedBuffer ? "DecryptedBuffer" : "File";
 }
 
 const char* tableName(Table table) {
@@ -67,6 +63,19 @@ int releaseHandle(Table table, void* handle) {
                                    : plugin().apiV1.releaseHandle(handle, nullptr);
 }
 
+Image inputImage(const functest::FrameGeometry& g, int imageType, int orientation,
+                 const uint8_t* data) {
+    Image in{};
+    in.orientation = orientation;
+    in.image_type = imageType;
+    in.width = g.width;
+    in.height = g.height;
+    in.stride = g.stride;
+    in.scan = g.scan;
+    in.data = const_cast<uint8_t*>(data);  // the plug-in only reads it
+    return in;
+}
+
 std::vector<uint8_t> plainModel(size_t size) {
     std::vector<uint8_t> model(size);
     std::mt19937 random(size);
@@ -82,14 +91,12 @@ std::vector<uint8_t> encryptedModel(const std::vector<uint8_t>& plain) {
 }
 
 std::string writeFile(const std::string& name, const std::vector<uint8_t>& bytes) {
-    const std::string path = testsupport::tempDir() + "/" + name;
-    std::ofstream(path, std::ios::binary | std::ios::trunc)
-        .write(reinterpret_cast<const char*>(bytes.data()),
-               static_cast<std::streamsize>(bytes.size()));
+    const std::string path = toolstest::tempPath(name);
+    toolstest::writeBytes(path, bytes);
     return path;
 }
 
-std::string writeConfig(Runtime runtime, bool decrypt, const std::string& extra) {
+std::string writeConfig(Runtime runtime, bool decrypt) {
     const std::string sdk = runtimeName(runtime);
     const std::string options =
         runtime == Runtime::Neuropilot
@@ -103,7 +110,7 @@ std::string writeConfig(Runtime runtime, bool decrypt, const std::string& extra)
         R"({"Module": "BodySegmentation", "Product": "P1", "Platform": "MTK",
         "AISDK": ")" +
         sdk + R"(", "ParamGroup": [{"Product": "P1", "Platform": "MTK", "AISDK": ")" + sdk +
-        R"(", )" + options + R"(, "Decrption": )" + (decrypt ? "true" : "false") + extra + "}]}";
+        R"(", )" + options + R"(, "Decrption": )" + (decrypt ? "true" : "false") + "}]}";
     static int counter = 0;
     return writeFile("config-" + std::to_string(counter++) + ".json",
                      std::vector<uint8_t>(json.begin(), json.end()));
@@ -125,12 +132,15 @@ InitBlock::InitBlock(const std::string& configPath, const std::string& modelPath
     param_.config_path = configPath_.c_str();
 }
 
-bool MaskImage::spareUntouched() const {
-    for (size_t i = BODYSEG_MASK_BYTES; i < bytes.size(); ++i) {
-        if (bytes[i] != kCanary)
-            return false;
-    }
-    return true;
+std::unique_ptr<InitBlock> encryptedBlock(const std::string& configPath) {
+    const std::vector<uint8_t> stored = encryptedModel(plainModel());
+    return std::make_unique<InitBlock>(configPath, writeFile("model.enc", stored), stored);
+}
+
+int sendSmallFrame(Table table, void* handle, int imageType, int orientation, MaskImage* out) {
+    static const std::vector<uint8_t> frame(64 * 48 * 3 / 2, 128);
+    Image in = inputImage({64, 48, 64, 48}, imageType, orientation, frame.data());
+    return processFrame(table, handle, &in, &out->image);
 }
 
 }  // namespace e2e

@@ -3,21 +3,26 @@
 // and the files a host hands over at init (configuration, model).
 #pragma once
 
+#include <algorithm>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "BodySegmentAPI.h"
+#include "FrameBuilder.h"
 #include "StandinClient.h"
 
 namespace e2e {
 
+// The statuses a host sees besides 0.
+constexpr int kFailure = 65535;
+constexpr int kMemoryFreeError = 1040;
+
 enum class Runtime { Neuropilot, Neuron };
-enum class ModelSource { DecryptedBuffer, File };
 enum class Table { AlgoAPI, AlgoAPIV1 };
 
 const char* runtimeName(Runtime runtime);
-const char* sourceName(ModelSource source);
 const char* tableName(Table table);
 
 // The plug-in, loaded once per process; the tables it filled.
@@ -36,14 +41,18 @@ int initHandle(Table table, void** handle, void* param);
 int processFrame(Table table, void* handle, Image* in, Image* out);
 int releaseHandle(Table table, void* handle);
 
+// The host's input Image for a frame of geometry `g` at `data`.
+Image inputImage(const functest::FrameGeometry& g, int imageType, int orientation,
+                 const uint8_t* data);
+
 // A plain model of `size` bytes (the TFLite identifier at offset 4, the rest pseudo-random) and
 // its partially encrypted form as the model packer writes it.
 std::vector<uint8_t> plainModel(size_t size = 8192);
 std::vector<uint8_t> encryptedModel(const std::vector<uint8_t>& plain);
 
-// A configuration file for `runtime` with "Decrption" as given; `extra` is appended inside the
-// selected group. Returns its path.
-std::string writeConfig(Runtime runtime, bool decrypt, const std::string& extra = "");
+// A configuration file for `runtime` with "Decrption" as given; `bytes` as the file `name` in the
+// test program's temporary directory. Both return the path.
+std::string writeConfig(Runtime runtime, bool decrypt);
 std::string writeFile(const std::string& name, const std::vector<uint8_t>& bytes);
 
 // The initialisation block and the model descriptor, with the storage they point into.
@@ -56,7 +65,6 @@ class InitBlock {
     InitBlock(const InitBlock&) = delete;
     InitBlock& operator=(const InitBlock&) = delete;
     void* param() { return &param_; }
-    BodySegModelDesc& descriptor() { return desc_; }
 
   private:
     std::string configPath_;
@@ -67,6 +75,9 @@ class InitBlock {
     BodySegInitParam param_;
 };
 
+// An init block for `configPath` whose model is the encrypted default, as the host stores it.
+std::unique_ptr<InitBlock> encryptedBlock(const std::string& configPath);
+
 // The host's output image: a mask buffer with room to spare, the spare bytes set to a canary.
 struct MaskImage {
     static constexpr uint8_t kCanary = 0xA5;
@@ -74,7 +85,13 @@ struct MaskImage {
     std::vector<uint8_t> bytes = std::vector<uint8_t>(BODYSEG_MASK_BYTES + kSpare, kCanary);
     Image image{};
     MaskImage() { image.data = bytes.data(); }
-    bool spareUntouched() const;
+    bool spareUntouched() const {
+        return std::all_of(bytes.begin() + BODYSEG_MASK_BYTES, bytes.end(),
+                           [](uint8_t b) { return b == kCanary; });
+    }
 };
+
+// A small uniform frame through `table`, for tests about everything but the pixels.
+int sendSmallFrame(Table table, void* handle, int imageType, int orientation, MaskImage* out);
 
 }  // namespace e2e

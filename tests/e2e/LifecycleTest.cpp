@@ -6,7 +6,9 @@
 #include <fstream>
 
 #include "CameraHost.h"
+#include "ChildChecks.h"
 #include "ChildProcess.h"
+#include "LogExpect.h"
 
 namespace e2e {
 namespace {
@@ -29,57 +31,41 @@ long residentBytes() {
     return resident * sysconf(_SC_PAGESIZE);
 }
 
-class Lifecycle : public ::testing::Test {
-  protected:
-    std::unique_ptr<InitBlock> block(Runtime runtime) {
-        const std::vector<uint8_t> stored = encryptedModel(plainModel());
-        return std::make_unique<InitBlock>(writeConfig(runtime, true),
-                                           writeFile("model.enc", stored), stored);
-    }
-
-    int sendFrame(void* handle, MaskImage* out) {
-        Image in{};
-        in.orientation = 270;
-        in.image_type = BODYSEG_IMAGE_NV12;
-        in.width = in.stride = 64;
-        in.height = in.scan = 48;
-        in.data = frame_.data();
-        return plugin().apiV1.processImage(handle, &in, &out->image, nullptr, nullptr);
-    }
-
-    std::vector<uint8_t> frame_ = std::vector<uint8_t>(64 * 48 * 3 / 2, 90);
-};
-
 // The Neuron backend binds the network input in place, so the stand-in sees the address of the
-// plug-in's own input buffer.
-TEST_F(Lifecycle, SecondInitKeepsTheWorkingBuffers) {
-    const std::string verdict = testsupport::runInChild([&]() -> std::string {
+// plug-in's own input buffer. The process-wide state belongs to the last init: the first engine,
+// factory and decrypted model are still registered when its release checks, and are reported.
+TEST(Lifecycle, SecondInitKeepsTheWorkingBuffersAndItsReleaseReportsTheFirstAsALeak) {
+    const std::string verdict = testsupport::runInChild([] {
+        testsupport::ChildChecks check;
         const testsupport::StandinClient& runtime = standin(Runtime::Neuron);
-        auto init = block(Runtime::Neuron);
+        auto init = encryptedBlock(writeConfig(Runtime::Neuron, true));
         MaskImage out;
         void* first = nullptr;
-        if (plugin().api.algoInitHandle(&first, init->param()) != 0)
-            return "first init failed";
-        if (sendFrame(first, &out) != 0)
-            return "first frame failed";
-        const int64_t firstInput = runtime.recordedInt("input_address");
         void* second = nullptr;
-        if (plugin().api.algoInitHandle(&second, init->param()) != 0)
-            return "second init failed";
-        if (second == first)
-            return "the second init returned the first engine";
-        if (sendFrame(second, &out) != 0)
-            return "second frame failed";
-        const int64_t secondInput = runtime.recordedInt("input_address");
-        return firstInput == secondInput ? "" : "the second handle got a new input buffer";
+        check.expectEq(plugin().api.algoInitHandle(&first, init->param()), 0, "first init");
+        check.expectEq(sendSmallFrame(Table::AlgoAPIV1, first, BODYSEG_IMAGE_NV12, 270, &out), 0,
+                       "first frame");
+        const int64_t firstInput = runtime.recordedInt("input_address");
+        check.expectEq(plugin().api.algoInitHandle(&second, init->param()), 0, "second init");
+        check.expect(second != first, "the second init returned the first engine");
+        check.expectEq(sendSmallFrame(Table::AlgoAPIV1, second, BODYSEG_IMAGE_NV12, 270, &out), 0,
+                       "second frame");
+        check.expectEq(runtime.recordedInt("input_address"), firstInput, "input buffer address");
+
+        testsupport::LogCapture log;
+        check.expectEq(plugin().api.releaseHandle(second, nullptr), kMemoryFreeError, "release");
+        check.expect(testsupport::loggedOnce(log, ANDROID_LOG_ERROR, "releaseHandle",
+                                             "SDK_MEMORY_FREE_ERR!"),
+                     "release");
+        return check.verdict();
     });
     EXPECT_EQ(verdict, "");
 }
 
-TEST_F(Lifecycle, ManyCyclesReleaseCleanlyAndResidentMemoryStaysFlat) {
+TEST(Lifecycle, ManyCyclesReleaseCleanlyAndResidentMemoryStaysFlat) {
     const testsupport::StandinClient& runtime = standin(Runtime::Neuropilot);
     runtime.setOutputPattern({1, 0, 0, 0, 0, 0, 0, 0});
-    auto init = block(Runtime::Neuropilot);
+    auto init = encryptedBlock(writeConfig(Runtime::Neuropilot, true));
     MaskImage out;
     constexpr int kWarmup = kCycles / 10;
     long residentAfterWarmup = 0;
@@ -89,7 +75,8 @@ TEST_F(Lifecycle, ManyCyclesReleaseCleanlyAndResidentMemoryStaysFlat) {
         void* handle = nullptr;
         ASSERT_EQ(plugin().api.algoInitHandle(&handle, init->param()), 0) << "cycle " << cycle;
         for (int frame = 0; frame < kFramesPerCycle; ++frame) {
-            ASSERT_EQ(sendFrame(handle, &out), 0) << "cycle " << cycle << " frame " << frame;
+            ASSERT_EQ(sendSmallFrame(Table::AlgoAPIV1, handle, BODYSEG_IMAGE_NV12, 270, &out), 0)
+                << "cycle " << cycle << " frame " << frame;
         }
         ASSERT_EQ(plugin().api.releaseHandle(handle, nullptr), 0) << "cycle " << cycle;
     }

@@ -1,5 +1,5 @@
-// Runs pre- and post-processing on caller-sized buffers, exactly as large as the frame path
-// allocates them, and reads the results back as pictures.
+// Runs pre- and post-processing on work buffers exactly as large as the frame path allocates
+// them, so that a write past one trips the sanitizer, and reads the results back as pictures.
 #pragma once
 
 #include <cstdint>
@@ -12,6 +12,7 @@ namespace functest {
 
 constexpr int kNetWidth = 342;   // portrait tensor columns, landscape mask rows
 constexpr int kNetHeight = 456;  // portrait tensor rows, landscape mask columns
+constexpr size_t kNetPixels = static_cast<size_t>(kNetWidth) * kNetHeight;
 
 struct Bgr {
     int b;
@@ -19,30 +20,40 @@ struct Bgr {
     int r;
 };
 
-class PipelineRunner {
-  public:
-    explicit PipelineRunner(const FrameGeometry& geometry);
+struct PipelineRunner {
+    explicit PipelineRunner(const FrameGeometry& g)
+        : tmp(static_cast<size_t>(g.stride) * g.scan * 3 / 2),
+          scaled(kNetPixels * 3 / 2),
+          rotated(kNetPixels * 3 / 2),
+          tensor(kNetPixels * 3),
+          labels(kNetPixels),
+          mask(kNetPixels) {}
 
-    int pre(const uint8_t* src, const bodysegment::Settings& settings);
-    int pre(const Frame& frame, int orientation);
+    int pre(const uint8_t* src, const bodysegment::Settings& settings) {
+        return bodysegment::pre_process_bodysegment(src, tensor.data(), tmp.data(), scaled.data(),
+                                                    rotated.data(), &settings);
+    }
+    int pre(const Frame& frame, int orientation) {
+        return pre(frame.data(), frame.settings(orientation));
+    }
     // Feeds the tensor's first channel to post-processing as the label plane.
-    int postFromFirstChannel(const bodysegment::Settings& settings);
-
-    const std::vector<uint8_t>& tensor() const { return tensor_; }
-    std::vector<uint8_t>& tmpI420() { return tmp_; }
-    const std::vector<uint8_t>& mask() const { return mask_; }
+    int postFromFirstChannel(const bodysegment::Settings& settings) {
+        for (size_t i = 0; i < kNetPixels; ++i)
+            labels[i] = tensor[3 * i];
+        return bodysegment::post_process_bodysegment(mask.data(), labels.data(), &settings);
+    }
     // Tensor pixel at portrait column x, row y.
-    Bgr tensorAt(int x, int y) const;
-    // Mask label at landscape column x, row y.
-    uint8_t maskAt(int x, int y) const { return mask_[static_cast<size_t>(y) * kNetHeight + x]; }
+    Bgr tensorAt(int x, int y) const {
+        const uint8_t* p = &tensor[(static_cast<size_t>(y) * kNetWidth + x) * 3];
+        return {p[0], p[1], p[2]};
+    }
 
-  private:
-    std::vector<uint8_t> tmp_;
-    std::vector<uint8_t> scaled_;
-    std::vector<uint8_t> rotated_;
-    std::vector<uint8_t> tensor_;
-    std::vector<uint8_t> labels_;
-    std::vector<uint8_t> mask_;
+    std::vector<uint8_t> tmp;  // the full-size I420 work buffer
+    std::vector<uint8_t> scaled;
+    std::vector<uint8_t> rotated;
+    std::vector<uint8_t> tensor;
+    std::vector<uint8_t> labels;
+    std::vector<uint8_t> mask;
 };
 
 }  // namespace functest

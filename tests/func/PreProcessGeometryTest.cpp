@@ -1,5 +1,7 @@
-// Where frame content lands: in the upright tensor (quarter turns by orientation), and back in
-// the mask after the inverse turn of post-processing.
+// Where frame content lands. Pre-processing shrinks the frame by nearest-pixel sampling and turns
+// it upright for the network by a quarter turn the orientation chooses; post-processing turns the
+// labels back. Frames whose luma spells out each pixel's coordinates trace every tensor and mask
+// pixel to the frame position it came from.
 #include <gtest/gtest.h>
 #include <libyuv/convert_argb.h>
 
@@ -14,89 +16,32 @@
 namespace functest {
 namespace {
 
-const FrameGeometry kQuadrantFrames[] = {
-    {1920, 1080, 1920, 1088},  // preview: padded rows
-    {3280, 2464, 3328, 2464},  // full-resolution capture: padded pitch
-    {641, 481, 648, 482},      // odd picture inside even pitch and rows
-    {320, 240, 320, 240},      // smaller than the network: enlarged
-};
-
-struct Quadrants {
-    Bgr top_left;
-    Bgr top_right;
-    Bgr bottom_left;
-    Bgr bottom_right;
-};
-
-constexpr Bgr kRed{0, 0, 255};
-constexpr Bgr kGreen{0, 255, 0};
-constexpr Bgr kBlue{255, 0, 0};
-constexpr Bgr kWhite{255, 255, 255};
-
-// Frame corners: red top left, green top right, blue bottom left, white bottom right.
-Yuv quadrantColour(const FrameGeometry& g, int x, int y) {
-    const bool right = x >= g.width / 2;
-    const bool bottom = y >= g.height / 2;
-    if (!bottom)
-        return right ? yuvFromRgb(0, 255, 0) : yuvFromRgb(255, 0, 0);
-    return right ? yuvFromRgb(255, 255, 255) : yuvFromRgb(0, 0, 255);
-}
-
-struct TurnCase {
-    int orientation;
-    Quadrants tensor;  // colour of each tensor quadrant
-};
-
-// Clockwise quarter turn (90, and 180 with it): the frame's top edge becomes the tensor's right
-// edge. Counter-clockwise (0, 270 and any other value): the top edge becomes the left edge.
-const TurnCase kTurns[] = {
-    {90, {kBlue, kRed, kWhite, kGreen}}, {180, {kBlue, kRed, kWhite, kGreen}},
-    {0, {kGreen, kWhite, kRed, kBlue}},  {270, {kGreen, kWhite, kRed, kBlue}},
-    {45, {kGreen, kWhite, kRed, kBlue}},
-};
-
-bool near(const Bgr& a, const Bgr& b, int tolerance) {
-    return std::abs(a.b - b.b) <= tolerance && std::abs(a.g - b.g) <= tolerance &&
-           std::abs(a.r - b.r) <= tolerance;
-}
-
 std::string describe(const Bgr& c) {
     return "(b " + std::to_string(c.b) + ", g " + std::to_string(c.g) + ", r " +
            std::to_string(c.r) + ")";
 }
 
-TEST(FuncPreProcessGeometry, EachQuadrantLandsWhereTheOrientationTurnsIt) {
-    constexpr int kMargin = 4;  // pixels beside the quadrant borders mix chroma blocks
-    constexpr int kTolerance = 8;
-    for (const FrameGeometry& g : kQuadrantFrames) {
-        Frame frame(g, kImageNV21, 0x80, 0x80);
-        frame.paint([&](int x, int y) { return quadrantColour(g, x, y); });
-        PipelineRunner runner(g);
-        for (const TurnCase& turn : kTurns) {
-            SCOPED_TRACE(std::to_string(g.width) + "x" + std::to_string(g.height) +
-                         " orientation " + std::to_string(turn.orientation));
-            ASSERT_EQ(0, runner.pre(frame, turn.orientation));
+// libyuv's RGB24 is blue, green, red in memory; NV21 and NV12 differ only in their chroma order.
+// The frame is padded with chroma of its own, so that chroma read from the wrong place shows.
+TEST(FuncPreProcessGeometry, ColoursBecomeBlueGreenRedTensorBytesFromEitherChromaOrder) {
+    constexpr int kTolerance = 4;
+    const FrameGeometry g{320, 240, 352, 256};  // smaller than the network: enlarged
+    PipelineRunner runner(g);
+    for (const int type : {kImageNV21, kImageNV12}) {
+        for (const Bgr c : {Bgr{0, 0, 255}, Bgr{0, 255, 0}, Bgr{255, 0, 0}}) {
+            SCOPED_TRACE("type " + std::to_string(type) + " colour " + describe(c));
+            Frame frame(g, type, 0x10, 0x00);
+            frame.paint([&](int, int) { return yuvFromRgb(c.r, c.g, c.b); });
+            ASSERT_EQ(0, runner.pre(frame, 90));
             int wrong = 0;
-            std::string first;
             for (int y = 0; y < kNetHeight; ++y) {
-                if (std::abs(y - kNetHeight / 2) < kMargin)
-                    continue;
                 for (int x = 0; x < kNetWidth; ++x) {
-                    if (std::abs(x - kNetWidth / 2) < kMargin)
-                        continue;
-                    const bool right = x >= kNetWidth / 2;
-                    const bool bottom = y >= kNetHeight / 2;
-                    const Bgr& want =
-                        bottom ? (right ? turn.tensor.bottom_right : turn.tensor.bottom_left)
-                               : (right ? turn.tensor.top_right : turn.tensor.top_left);
-                    const Bgr got = runner.tensorAt(x, y);
-                    if (!near(got, want, kTolerance) && wrong++ == 0) {
-                        first = "tensor (" + std::to_string(x) + ", " + std::to_string(y) +
-                                ") is " + describe(got) + ", want " + describe(want);
-                    }
+                    const Bgr p = runner.tensorAt(x, y);
+                    wrong += std::abs(p.b - c.b) > kTolerance || std::abs(p.g - c.g) > kTolerance ||
+                             std::abs(p.r - c.r) > kTolerance;
                 }
             }
-            EXPECT_EQ(0, wrong) << first;
+            EXPECT_EQ(0, wrong) << "first pixel " << describe(runner.tensorAt(0, 0));
         }
     }
 }
@@ -144,7 +89,8 @@ struct Position {
     int y;
 };
 
-// Four frames whose luma carries one base-128 digit each: x low, x high, y low, y high.
+// Four frames whose luma carries one base-128 digit each: x low, x high, y low, y high. Their
+// padding decodes to no digit or to a wrong one, so a padding byte that is read shows as well.
 std::vector<Frame> digitFrames(const FrameGeometry& g) {
     std::vector<Frame> frames;
     for (int axis = 0; axis < 2; ++axis) {
@@ -161,27 +107,49 @@ std::vector<Frame> digitFrames(const FrameGeometry& g) {
     return frames;
 }
 
-// For every mask pixel, the frame position whose luma ended up there.
-std::vector<Position> traceMask(const std::vector<Frame>& digit_frames, int orientation,
-                                const LumaDecoder& decoder) {
-    std::vector<Position> traced(static_cast<size_t>(kNetWidth) * kNetHeight, Position{0, 0});
+// For every tensor pixel (portrait) and every mask pixel (landscape), the frame position whose
+// luma ended up there.
+struct Traced {
+    std::vector<Position> tensor = std::vector<Position>(kNetPixels, Position{0, 0});
+    std::vector<Position> mask = std::vector<Position>(kNetPixels, Position{0, 0});
+};
+
+Traced trace(const std::vector<Frame>& digit_frames, int orientation, const LumaDecoder& decoder) {
+    Traced traced;
     PipelineRunner runner(digit_frames.front().geometry());
     for (size_t f = 0; f < digit_frames.size(); ++f) {
         const bodysegment::Settings settings = digit_frames[f].settings(orientation);
         EXPECT_EQ(0, runner.pre(digit_frames[f].data(), settings));
         EXPECT_EQ(0, runner.postFromFirstChannel(settings));
-        const bool is_x = f < 2;
         const int weight = f % 2 == 0 ? 1 : LumaDecoder::kDigits;
-        for (size_t i = 0; i < traced.size(); ++i) {
-            const int digit = decoder.digit(runner.mask()[i]);
-            int& coordinate = is_x ? traced[i].x : traced[i].y;
+        const auto add = [&](Position& at, uint8_t byte) {
+            const int digit = decoder.digit(byte);
+            int& coordinate = f < 2 ? at.x : at.y;
             coordinate = digit < 0 ? -1000000 : coordinate + digit * weight;
+        };
+        for (size_t i = 0; i < kNetPixels; ++i) {
+            add(traced.tensor[i], runner.tensor[3 * i]);
+            add(traced.mask[i], runner.mask[i]);
         }
     }
     return traced;
 }
 
-TEST(FuncPreProcessGeometry, MaskPixelsMapBackToTheFramePositionTheyWereSampledFrom) {
+// Counts the pixels traced to the wrong frame position and describes the first.
+struct Mismatches {
+    int count = 0;
+    std::string first;
+
+    void check(const char* picture, int x, int y, const Position& got, const Position& want) {
+        if ((got.x == want.x && got.y == want.y) || count++ > 0)
+            return;
+        first = std::string(picture) + " (" + std::to_string(x) + ", " + std::to_string(y) +
+                ") came from (" + std::to_string(got.x) + ", " + std::to_string(got.y) +
+                "), want (" + std::to_string(want.x) + ", " + std::to_string(want.y) + ")";
+    }
+};
+
+TEST(FuncPreProcessGeometry, EveryPixelComesFromTheFramePositionTheOrientationTurnsThere) {
     const LumaDecoder decoder;
     ASSERT_TRUE(decoder.injective());
     // Shrinking ratios that take libyuv's general point sampler; its exact halves, quarters,
@@ -193,26 +161,31 @@ TEST(FuncPreProcessGeometry, MaskPixelsMapBackToTheFramePositionTheyWereSampledF
     };
     for (const FrameGeometry& g : frames) {
         const std::vector<Frame> digit_frames = digitFrames(g);
-        for (int orientation : {0, 90, 180, 270}) {
+        // The frame position behind a pixel of the landscape picture at network size.
+        const auto sampled = [&](int x, int y) {
+            return Position{pointSample(x, g.width, kNetHeight),
+                            pointSample(y, g.height, kNetWidth)};
+        };
+        for (int orientation : {0, 90, 180, 270, 45}) {
             SCOPED_TRACE(std::to_string(g.width) + "x" + std::to_string(g.height) +
                          " orientation " + std::to_string(orientation));
-            const std::vector<Position> traced = traceMask(digit_frames, orientation, decoder);
-            int wrong = 0;
-            std::string first;
-            for (int row = 0; row < kNetWidth; ++row) {
-                for (int col = 0; col < kNetHeight; ++col) {
-                    const Position want{pointSample(col, g.width, kNetHeight),
-                                        pointSample(row, g.height, kNetWidth)};
-                    const Position got = traced[static_cast<size_t>(row) * kNetHeight + col];
-                    if ((got.x != want.x || got.y != want.y) && wrong++ == 0) {
-                        first = "mask (" + std::to_string(col) + ", " + std::to_string(row) +
-                                ") came from (" + std::to_string(got.x) + ", " +
-                                std::to_string(got.y) + "), want (" + std::to_string(want.x) +
-                                ", " + std::to_string(want.y) + ")";
-                    }
+            const Traced traced = trace(digit_frames, orientation, decoder);
+            // A clockwise turn (90, and 180 with it) makes the frame's top edge the tensor's
+            // right edge; counter-clockwise (0, 270 and any other value) its left edge.
+            const bool clockwise = orientation == 90 || orientation == 180;
+            Mismatches wrong;
+            for (int py = 0; py < kNetHeight; ++py) {
+                for (int px = 0; px < kNetWidth; ++px) {
+                    const Position want = clockwise ? sampled(py, kNetWidth - 1 - px)
+                                                    : sampled(kNetHeight - 1 - py, px);
+                    wrong.check("tensor", px, py, traced.tensor[py * kNetWidth + px], want);
                 }
             }
-            EXPECT_EQ(0, wrong) << first;
+            for (int y = 0; y < kNetWidth; ++y) {
+                for (int x = 0; x < kNetHeight; ++x)
+                    wrong.check("mask", x, y, traced.mask[y * kNetHeight + x], sampled(x, y));
+            }
+            EXPECT_EQ(0, wrong.count) << wrong.first;
         }
     }
 }

@@ -6,7 +6,6 @@
 
 namespace functest {
 
-using testsupport::levelWord;
 using testsupport::loggedOnce;
 
 // Opens the INFO and DEBUG levels for one test and puts the mask back to errors only.

@@ -8,11 +8,8 @@
 
 #include <climits>
 #include <cstddef>
-#include <ostream>
-#include <cstring>
 #include <memory>
 #include <string>
-#include <vector>
 
 #include "CameraHost.h"
 #include "ChildChecks.h"
@@ -23,19 +20,13 @@
 namespace hardening {
 namespace {
 
+using e2e::kFailure;
 using e2e::plugin;
 using e2e::Runtime;
 using e2e::Table;
+using Geometry = functest::FrameGeometry;
 
-constexpr int kFailure = 65535;
 constexpr int kSuccess = 0;
-
-struct Geometry {
-    int width;
-    int height;
-    int stride;
-    int scan;
-};
 
 // The bytes the declared geometry describes: a luma plane of stride * scan bytes and the chroma
 // plane of half that. Zero when no buffer can be described, and for sizes no address space holds,
@@ -60,25 +51,10 @@ void paint(GuardedBuffer& frame) {
         frame.data()[i] = static_cast<uint8_t>(i * 7 + (i >> 11));
 }
 
-Image inputImage(const Geometry& g, int imageType, int orientation, uint8_t* data) {
-    Image in{};
-    in.orientation = orientation;
-    in.image_type = imageType;
-    in.width = g.width;
-    in.height = g.height;
-    in.stride = g.stride;
-    in.scan = g.scan;
-    in.data = data;
-    return in;
-}
-
-std::string describe(const Geometry& g, int imageType, int orientation, FlushEdge flush,
-                     Table table) {
-    return std::string(e2e::tableName(table)) + " " + std::to_string(g.width) + "x" +
-           std::to_string(g.height) + " stride " + std::to_string(g.stride) + " scan " +
-           std::to_string(g.scan) + " type " + std::to_string(imageType) + " orientation " +
-           std::to_string(orientation) + (flush == FlushEdge::End ? " (end" : " (start") +
-           " flush)";
+// Which call of a case went wrong; the case's name says the geometry and format.
+std::string describe(int orientation, FlushEdge flush, Table table) {
+    return std::string(e2e::tableName(table)) + " orientation " + std::to_string(orientation) +
+           (flush == FlushEdge::End ? " (end flush)" : " (start flush)");
 }
 
 // One live handle on the scripted NeuroPilot runtime for the whole program; each case's child
@@ -86,9 +62,7 @@ std::string describe(const Geometry& g, int imageType, int orientation, FlushEdg
 class FrameGeometry : public ::testing::Test {
   protected:
     static void SetUpTestSuite() {
-        const std::vector<uint8_t> stored = e2e::encryptedModel(e2e::plainModel());
-        block_ = new e2e::InitBlock(e2e::writeConfig(Runtime::Neuropilot, true),
-                                    e2e::writeFile("model.enc", stored), stored);
+        block_ = e2e::encryptedBlock(e2e::writeConfig(Runtime::Neuropilot, true));
         e2e::standin(Runtime::Neuropilot);
         __system_property_set("persist.camera.algo.aibeautybodydetect.loglvl", "1");
         ASSERT_EQ(plugin().api.algoInitHandle(&handle_, block_->param()), kSuccess);
@@ -96,15 +70,14 @@ class FrameGeometry : public ::testing::Test {
     }
     static void TearDownTestSuite() {
         EXPECT_EQ(plugin().api.releaseHandle(handle_, nullptr), kSuccess);
-        delete block_;
-        block_ = nullptr;
+        block_.reset();
     }
 
-    static e2e::InitBlock* block_;
+    static std::unique_ptr<e2e::InitBlock> block_;
     static void* handle_;
 };
 
-e2e::InitBlock* FrameGeometry::block_ = nullptr;
+std::unique_ptr<e2e::InitBlock> FrameGeometry::block_;
 void* FrameGeometry::handle_ = nullptr;
 
 struct Impossible {
@@ -113,10 +86,6 @@ struct Impossible {
     bool nullData;
     const char* fields;  // as the refusal names them, in its order
 };
-
-void PrintTo(const Impossible& c, std::ostream* os) {
-    *os << c.name;
-}
 
 class ImpossibleGeometry : public FrameGeometry,
                            public ::testing::WithParamInterface<Impossible> {};
@@ -133,12 +102,11 @@ TEST_P(ImpossibleGeometry, IsRefusedWithOneLineNamingTheFieldsBeforeAnyPixelIsRe
             // Not one byte of either may be touched.
             frame.seal();
             mask.seal();
-            Image in =
-                inputImage(c.geometry, BODYSEG_IMAGE_NV21, 90, c.nullData ? nullptr : frame.data());
+            Image in = e2e::inputImage(c.geometry, BODYSEG_IMAGE_NV21, 90,
+                                       c.nullData ? nullptr : frame.data());
             Image out{};
             out.data = mask.data();
-            const std::string what =
-                describe(c.geometry, in.image_type, in.orientation, FlushEdge::End, table);
+            const std::string what = describe(in.orientation, FlushEdge::End, table);
 
             testsupport::LogCapture log;
             check.expectEq(e2e::processFrame(table, handle_, &in, &out), kFailure, what);
@@ -190,10 +158,6 @@ struct Possible {
     int imageType;
 };
 
-void PrintTo(const Possible& c, std::ostream* os) {
-    *os << c.name;
-}
-
 class PossibleGeometry : public FrameGeometry, public ::testing::WithParamInterface<Possible> {};
 
 // Orientations outside the four quarter turns are taken like 0 and 270 by the rotation rules;
@@ -216,11 +180,10 @@ TEST_P(PossibleGeometry, CompletesWithoutReadingOutsideTheDeclaredBuffer) {
             for (int orientation : kOrientations) {
                 const Table table = orientation % 2 == 0 ? Table::AlgoAPI : Table::AlgoAPIV1;
                 GuardedBuffer mask(BODYSEG_MASK_BYTES, FlushEdge::End);
-                Image in = inputImage(c.geometry, c.imageType, orientation, frame.data());
+                Image in = e2e::inputImage(c.geometry, c.imageType, orientation, frame.data());
                 Image out{};
                 out.data = mask.data();
-                const std::string what =
-                    describe(c.geometry, c.imageType, orientation, flush, table);
+                const std::string what = describe(orientation, flush, table);
 
                 testsupport::LogCapture log;
                 const int status = e2e::processFrame(table, handle_, &in, &out);

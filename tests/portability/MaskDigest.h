@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <cstdio>
 #include <string>
 #include <vector>
 
@@ -18,20 +19,34 @@ constexpr const char* kArchitecture = "armhf";
 constexpr const char* kArchitecture = "unrecorded";
 #endif
 
-// 64-bit FNV-1a over every byte added, in order.
+// 64-bit FNV-1a over every byte added, in order, written as "0x" and sixteen hex digits the way
+// the tests record the expected values.
 class Digest {
   public:
-    void add(const uint8_t* bytes, size_t size);
-    void add(const std::vector<uint8_t>& bytes) { add(bytes.data(), bytes.size()); }
-    uint64_t value() const { return value_; }
+    void add(const uint8_t* bytes, size_t size) {
+        for (size_t i = 0; i < size; ++i) {
+            value_ ^= bytes[i];
+            value_ *= 0x100000001b3ull;
+        }
+    }
+    std::string hex() const {
+        char text[19];
+        std::snprintf(text, sizeof(text), "0x%016llx", static_cast<unsigned long long>(value_));
+        return text;
+    }
 
   private:
     uint64_t value_ = 0xcbf29ce484222325ull;
 };
 
-uint64_t digestOf(const std::vector<uint8_t>& bytes);
+inline std::string digestOf(const uint8_t* bytes, size_t size) {
+    Digest digest;
+    digest.add(bytes, size);
+    return digest.hex();
+}
 
-// "0x" and sixteen hex digits, as the expected values are written in the tests.
-std::string hex(uint64_t value);
+inline std::string digestOf(const std::vector<uint8_t>& bytes) {
+    return digestOf(bytes.data(), bytes.size());
+}
 
 }  // namespace portability

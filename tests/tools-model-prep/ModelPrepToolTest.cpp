@@ -11,43 +11,22 @@
 #include "HostEngine.h"
 #include "ModelBuilder.h"
 #include "ModelGraph.h"
-#include "PluginPaths.h"
 #include "ToolRunner.h"
 
 namespace modelpreptest {
 namespace {
 
 using hostengine::ElementType;
-using hostengine::Graph;
 using hostengine::ModelBuilder;
 using hostengine::OpKind;
+using toolstest::readBytes;
+using toolstest::runTool;
+using toolstest::tempPath;
 
 constexpr int kHeight = 456;
 constexpr int kWidth = 342;
 
 constexpr const char* kTool = "bodyseg-model-prep";
-
-void writeFile(const std::string& path, const std::vector<uint8_t>& bytes) {
-    FILE* file = std::fopen(path.c_str(), "wb");
-    ASSERT_NE(file, nullptr) << path;
-    ASSERT_EQ(std::fwrite(bytes.data(), 1, bytes.size(), file), bytes.size());
-    std::fclose(file);
-}
-
-std::vector<uint8_t> readFile(const std::string& path) {
-    std::vector<uint8_t> bytes;
-    FILE* file = std::fopen(path.c_str(), "rb");
-    if (file == nullptr) {
-        return bytes;
-    }
-    uint8_t chunk[4096];
-    size_t got;
-    while ((got = std::fread(chunk, 1, sizeof chunk, file)) > 0) {
-        bytes.insert(bytes.end(), chunk, chunk + got);
-    }
-    std::fclose(file);
-    return bytes;
-}
 
 // float [1,8,6,3] RGB -> DEQUANTIZE'd float16 1x1 filter (8, 0, -8) -> LOGISTIC -> [1,8,6,1].
 ModelBuilder redPersonSource() {
@@ -68,56 +47,31 @@ ModelBuilder redPersonSource() {
 
 class ModelPrepToolTest : public ::testing::Test {
   protected:
-    void SetUp() override {
-        sourcePath_ = testsupport::tempDir() + "/source.tflite";
-        preparedPath_ = testsupport::tempDir() + "/prepared.tflite";
-        std::remove(preparedPath_.c_str());
-    }
+    void SetUp() override { std::remove(prepared_.c_str()); }
 
     // Writes `source`, runs the tool on it and reads the prepared model back.
-    void prepare(const ModelBuilder& source) {
-        writeFile(sourcePath_, source.finish());
-        const toolstest::ToolRun run = toolstest::runTool(kTool, {sourcePath_, preparedPath_});
-        ASSERT_EQ(run.exitCode, 0) << run.err;
+    std::vector<uint8_t> prepare(const ModelBuilder& source) {
+        toolstest::writeBytes(source_, source.finish());
+        const toolstest::ToolRun run = runTool(kTool, {source_, prepared_});
+        const std::vector<uint8_t> prepared = readBytes(prepared_);
+        EXPECT_EQ(run.exitCode, 0) << run.err;
         EXPECT_EQ(run.err, "");
-        EXPECT_EQ(run.out, "bodyseg-model-prep: wrote " + preparedPath_ + " (" +
-                               std::to_string(readFile(preparedPath_).size()) +
+        EXPECT_EQ(run.out, "bodyseg-model-prep: wrote " + prepared_ + " (" +
+                               std::to_string(prepared.size()) +
                                " bytes): input UINT8 [1,456,342,3], output INT32 [1,456,342]\n");
-        prepared_ = readFile(preparedPath_);
+        return prepared;
     }
 
-    // Labels for a frame of one colour in the top half and another in the bottom half.
-    std::vector<int32_t> labelsFor(const uint8_t top[3], const uint8_t bottom[3]) {
-        std::string error;
-        auto engine = hostengine::Engine::fromBytes(prepared_.data(), prepared_.size(), {}, &error);
-        EXPECT_NE(engine, nullptr) << error;
-        if (!engine) {
-            return {};
-        }
-        std::vector<uint8_t> frame(kHeight * kWidth * 3);
-        for (int y = 0; y < kHeight; ++y) {
-            const uint8_t* colour = y < kHeight / 2 ? top : bottom;
-            for (int x = 0; x < kWidth; ++x) {
-                std::copy(colour, colour + 3, frame.begin() + (y * kWidth + x) * 3);
-            }
-        }
-        std::vector<int32_t> labels(kHeight * kWidth, -1);
-        EXPECT_TRUE(engine->setInput(0, frame.data(), frame.size(), &error)) << error;
-        EXPECT_TRUE(engine->invoke(&error)) << error;
-        EXPECT_TRUE(engine->getOutput(0, labels.data(), labels.size() * 4, &error)) << error;
-        return labels;
-    }
-
-    std::string sourcePath_;
-    std::string preparedPath_;
-    std::vector<uint8_t> prepared_;
+    const std::string source_ = tempPath("source.tflite");
+    const std::string prepared_ = tempPath("prepared.tflite");
 };
 
-TEST_F(ModelPrepToolTest, WritesThePlugInContract) {
-    prepare(redPersonSource());
-    Graph graph;
+TEST_F(ModelPrepToolTest, WritesThePlugInContractAroundTheSourceGraph) {
+    const ModelBuilder source = redPersonSource();
+    const std::vector<uint8_t> prepared = prepare(source);
+    hostengine::Graph graph;
     std::string error;
-    ASSERT_TRUE(hostengine::readModel(prepared_.data(), prepared_.size(), &graph, &error)) << error;
+    ASSERT_TRUE(hostengine::readModel(prepared.data(), prepared.size(), &graph, &error)) << error;
     ASSERT_EQ(graph.inputs.size(), 1u);
     ASSERT_EQ(graph.outputs.size(), 1u);
     const auto& input = graph.tensors[graph.inputs[0]];
@@ -131,19 +85,12 @@ TEST_F(ModelPrepToolTest, WritesThePlugInContract) {
     EXPECT_EQ(output.shape, (std::vector<int32_t>{1, kHeight, kWidth}));
     EXPECT_EQ(graph.description,
               "person segmentation for 342x456 RGB24 frames, prepared from: red person");
-}
 
-TEST_F(ModelPrepToolTest, KeepsTheSourceGraphBetweenItsOwnSteps) {
-    const ModelBuilder source = redPersonSource();
-    prepare(source);
-    Graph graph;
-    std::string error;
-    ASSERT_TRUE(hostengine::readModel(prepared_.data(), prepared_.size(), &graph, &error)) << error;
     std::vector<std::string> kinds;
     for (const auto& op : graph.operators) {
         kinds.push_back(hostengine::opKindName(op.kind));
     }
-    EXPECT_EQ(kinds, (std::vector<std::string>{"DEQUANTIZE", "CONV_2D", "RESIZE_BILINEAR",
+    ASSERT_EQ(kinds, (std::vector<std::string>{"DEQUANTIZE", "CONV_2D", "RESIZE_BILINEAR",
                                                "DEQUANTIZE", "CONV_2D", "LOGISTIC",
                                                "RESIZE_BILINEAR", "RESHAPE", "GREATER", "CAST"}));
     // The source's float16 weights are carried over as they were, still dequantized in-graph.
@@ -157,69 +104,79 @@ TEST_F(ModelPrepToolTest, KeepsTheSourceGraphBetweenItsOwnSteps) {
     EXPECT_TRUE(graph.operators[6].options.halfPixelCenters);
 }
 
-TEST_F(ModelPrepToolTest, RedIsPersonAndBlueIsBackground) {
-    prepare(redPersonSource());
-    const uint8_t red[3] = {0, 0, 255};  // blue, green, red in memory
-    const uint8_t blue[3] = {255, 0, 0};
-    const std::vector<int32_t> labels = labelsFor(red, blue);
-    ASSERT_EQ(labels.size(), static_cast<size_t>(kHeight * kWidth));
+TEST_F(ModelPrepToolTest, RedIsPersonAndBlueIsBackgroundDownToSmallDifferences) {
+    const std::vector<uint8_t> prepared = prepare(redPersonSource());
+    std::string error;
+    auto engine = hostengine::Engine::fromBytes(prepared.data(), prepared.size(), {}, &error);
+    ASSERT_NE(engine, nullptr) << error;
+    // Labels for a frame of one colour (blue, green, red bytes) in the top half, one below.
+    const auto labelsFor = [&](std::vector<uint8_t> top, std::vector<uint8_t> bottom) {
+        std::vector<uint8_t> frame;
+        for (int y = 0; y < kHeight; ++y) {
+            for (int x = 0; x < kWidth; ++x)
+                frame.insert(frame.end(), y < kHeight / 2 ? top.begin() : bottom.begin(),
+                             y < kHeight / 2 ? top.end() : bottom.end());
+        }
+        std::vector<int32_t> labels(kHeight * kWidth, -1);
+        EXPECT_TRUE(engine->setInput(0, frame.data(), frame.size(), &error)) << error;
+        EXPECT_TRUE(engine->invoke(&error)) << error;
+        EXPECT_TRUE(engine->getOutput(0, labels.data(), labels.size() * 4, &error)) << error;
+        return labels;
+    };
+    const std::vector<int32_t> labels = labelsFor({0, 0, 255}, {255, 0, 0});
     // Away from the middle, where the resizes blend the halves, every label is certain.
     for (int y : {0, 100, 200, 260, 350, kHeight - 1}) {
         for (int x : {0, kWidth / 2, kWidth - 1}) {
             EXPECT_EQ(labels[y * kWidth + x], y < kHeight / 2 ? 1 : 0) << "y " << y << " x " << x;
         }
     }
-}
-
-TEST_F(ModelPrepToolTest, SmallColourDifferencesDecide) {
-    prepare(redPersonSource());
     // 8 * (110 - 100) / 255 = 0.31: probability 0.58 for the reddish half, 0.42 for the other.
-    const uint8_t reddish[3] = {100, 100, 110};
-    const uint8_t bluish[3] = {110, 100, 100};
-    const std::vector<int32_t> labels = labelsFor(bluish, reddish);
-    ASSERT_EQ(labels.size(), static_cast<size_t>(kHeight * kWidth));
-    EXPECT_EQ(labels[10 * kWidth + 10], 0);
-    EXPECT_EQ(labels[(kHeight - 10) * kWidth + 10], 1);
+    const std::vector<int32_t> close = labelsFor({110, 100, 100}, {100, 100, 110});
+    EXPECT_EQ(close[10 * kWidth + 10], 0);
+    EXPECT_EQ(close[(kHeight - 10) * kWidth + 10], 1);
 }
 
-TEST_F(ModelPrepToolTest, RefusesSourceWithOtherContract) {
-    ModelBuilder b;
-    const int image = b.addTensor("image", ElementType::Float32, {1, 8, 6, 1});
-    const int out = b.addTensor("out", ElementType::Float32, {1, 8, 6, 1});
-    b.addOperator(OpKind::Relu, {image}, {out});
-    b.setInputs({image});
-    b.setOutputs({out});
-    writeFile(sourcePath_, b.finish());
-    const toolstest::ToolRun run = toolstest::runTool(kTool, {sourcePath_, preparedPath_});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.err, "bodyseg-model-prep: cannot prepare " + sourcePath_ +
-                           ": source model must take FLOAT32 [1,H,W,3] and give FLOAT32 "
-                           "[1,H,W,1]; it takes FLOAT32 [1,8,6,1] and gives FLOAT32 [1,8,6,1]\n");
-    EXPECT_TRUE(readFile(preparedPath_).empty());
-}
-
-TEST_F(ModelPrepToolTest, RefusesGarbageSource) {
-    writeFile(sourcePath_, std::vector<uint8_t>(512, 0x5a));
-    const toolstest::ToolRun run = toolstest::runTool(kTool, {sourcePath_, preparedPath_});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.err, "bodyseg-model-prep: cannot read model " + sourcePath_ +
-                           ": model verification failed: not a valid TFLite flatbuffer\n");
-}
-
-TEST_F(ModelPrepToolTest, MissingSource) {
-    const toolstest::ToolRun run =
-        toolstest::runTool(kTool, {"/nonexistent/source.tflite", preparedPath_});
-    EXPECT_EQ(run.exitCode, 1);
-    EXPECT_EQ(run.err,
-              "bodyseg-model-prep: cannot read /nonexistent/source.tflite: No such file or "
-              "directory\n");
-}
-
-TEST_F(ModelPrepToolTest, UsageErrors) {
-    const toolstest::ToolRun run = toolstest::runTool(kTool, {sourcePath_});
-    EXPECT_EQ(run.exitCode, 2);
-    EXPECT_EQ(run.err.rfind("usage: bodyseg-model-prep <source.tflite> <prepared.tflite>", 0), 0u)
-        << run.err;
+TEST_F(ModelPrepToolTest, RefusesWhatItCannotPrepareAndWritesNothing) {
+    ModelBuilder other;
+    const int image = other.addTensor("image", ElementType::Float32, {1, 8, 6, 1});
+    const int out = other.addTensor("out", ElementType::Float32, {1, 8, 6, 1});
+    other.addOperator(OpKind::Relu, {image}, {out});
+    other.setInputs({image});
+    other.setOutputs({out});
+    struct Refusal {
+        std::vector<uint8_t> source;  // written to source_ unless empty
+        std::vector<std::string> args;
+        int exitCode;
+        std::string err;  // the whole of stderr, or its first line for a usage error
+    };
+    const Refusal refusals[] = {
+        {other.finish(),
+         {source_, prepared_},
+         1,
+         "bodyseg-model-prep: cannot prepare " + source_ +
+             ": source model must take FLOAT32 [1,H,W,3] and give FLOAT32 [1,H,W,1]; it takes "
+             "FLOAT32 [1,8,6,1] and gives FLOAT32 [1,8,6,1]\n"},
+        {std::vector<uint8_t>(512, 0x5a),
+         {source_, prepared_},
+         1,
+         "bodyseg-model-prep: cannot read model " + source_ +
+             ": model verification failed: not a valid TFLite flatbuffer\n"},
+        {{},
+         {"/nonexistent/source.tflite", prepared_},
+         1,
+         "bodyseg-model-prep: cannot read /nonexistent/source.tflite: No such file or "
+         "directory\n"},
+        {{}, {source_}, 2, "usage: bodyseg-model-prep <source.tflite> <prepared.tflite>\n"},
+    };
+    for (const Refusal& r : refusals) {
+        SCOPED_TRACE(r.err);
+        if (!r.source.empty())
+            toolstest::writeBytes(source_, r.source);
+        const toolstest::ToolRun run = runTool(kTool, r.args);
+        EXPECT_EQ(run.exitCode, r.exitCode);
+        EXPECT_EQ(r.exitCode == 2 ? run.err.substr(0, run.err.find('\n') + 1) : run.err, r.err);
+        EXPECT_TRUE(readBytes(prepared_).empty());
+    }
 }
 
 }  // namespace
