@@ -1,6 +1,8 @@
-// Helpers for tests that look at what the logger writes.
+// Helpers for tests that look at what the logger writes. The logger and its process-wide mask
+// belong to algocore, so the tests of the areas built on it (assist, mtk) use these too.
 #pragma once
 
+#include <android/log.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
@@ -9,6 +11,7 @@
 #include <vector>
 
 #include "LogCapture.h"
+#include "LogExpect.h"
 #include "LogPrintf.h"
 
 namespace algocoretest {
@@ -27,21 +30,20 @@ class LogLevelScope {
     uint32_t saved_;
 };
 
-// What `body` printed to standard output.
-template <typename Body>
-std::string captureStdout(Body&& body) {
-    fflush(stdout);
-    testing::internal::CaptureStdout();
-    body();
-    fflush(stdout);
-    return testing::internal::GetCapturedStdout();
-}
-
 // A pointer as the logger's "%p" prints it.
 inline std::string pointerText(const void* p) {
     char text[32];
     snprintf(text, sizeof(text), "%p", p);
     return text;
+}
+
+// The one line logged so far is `function`'s `message` at `priority`, behind the fixed head.
+inline testing::AssertionResult onlyLine(const testsupport::LogCapture& log, int priority,
+                                         const std::string& function, const std::string& message) {
+    testing::AssertionResult once = testsupport::loggedOnce(log, priority, function, message);
+    if (once && log.lines().size() != 1)
+        return testing::AssertionFailure() << log.lines().size() << " lines beside " << message;
+    return once;
 }
 
 // One logged text taken apart: "[<word>] [KAVO] [<file>] <line>  <function>() <message>".
@@ -84,19 +86,14 @@ inline HeadedLine parseHeadedLine(const testsupport::LogLine& logged) {
     return parsed;
 }
 
-inline std::vector<HeadedLine> headedLines(const testsupport::LogCapture& capture) {
-    std::vector<HeadedLine> parsed;
-    for (const testsupport::LogLine& logged : capture.lines()) {
-        parsed.push_back(parseHeadedLine(logged));
-    }
-    return parsed;
-}
-
-// The message parts only, in order.
-inline std::vector<std::string> messages(const testsupport::LogCapture& capture) {
+// The messages of the lines at `priority`, in order.
+inline std::vector<std::string> messages(const testsupport::LogCapture& log,
+                                         int priority = ANDROID_LOG_INFO) {
     std::vector<std::string> texts;
-    for (const HeadedLine& line : headedLines(capture))
-        texts.push_back(line.message);
+    for (const testsupport::LogLine& line : log.lines()) {
+        if (line.priority == priority)
+            texts.push_back(parseHeadedLine(line).message);
+    }
     return texts;
 }
 

@@ -1,5 +1,5 @@
-// Helpers shared by the assist tests: temporary files, the log mask, and the packer's inverse of
-// model_parse.
+// Helpers shared by the assist tests (and the end-to-end host): temporary files and the packer's
+// inverse of model_parse.
 #pragma once
 
 #include <cstdint>
@@ -9,24 +9,11 @@
 #include <vector>
 
 #include "Decryption.h"
-#include "LogPrintf.h"
 #include "ModelKey.h"
 #include "PluginPaths.h"
 #include "aes.h"
 
 namespace assisttest {
-
-// Sets the log mask for one test and restores it afterwards.
-class ScopedLogLevel {
-  public:
-    explicit ScopedLogLevel(uint32_t level) : saved_(kavo::LogPrintf::mLogLevel) {
-        kavo::LogPrintf::setLogStatus(static_cast<int>(level));
-    }
-    ~ScopedLogLevel() { kavo::LogPrintf::setLogStatus(static_cast<int>(saved_)); }
-
-  private:
-    uint32_t saved_;
-};
 
 inline std::string writeTempFile(const std::string& name, const std::string& bytes) {
     const std::string path = testsupport::tempDir() + "/" + name;
