@@ -12,7 +12,8 @@ namespace bodysegment {
 // Out of memory must not throw into the host: the caller reports the null backend.
 ModelImpBase* BodySegNeuropilotFty::CreateModelImp(mtk_ai_type::ModelCfg& cfg) {
     BodySegNeuropilot* backend = new (std::nothrow) BodySegNeuropilot(cfg);
-    if (backend == nullptr) return nullptr;
+    if (backend == nullptr)
+        return nullptr;
     kavo::Native::create(backend, sizeof(BodySegNeuropilot), __FILE__, __LINE__);
     KAVO_LOGI("new bodysegment::BodySegNeuropilot success");
     return backend;
@@ -20,7 +21,8 @@ ModelImpBase* BodySegNeuropilotFty::CreateModelImp(mtk_ai_type::ModelCfg& cfg) {
 
 ModelImpBase* BodySegNeuronFty::CreateModelImp(mtk_ai_type::ModelCfg& cfg) {
     BodySegNeuron* backend = new (std::nothrow) BodySegNeuron(cfg);
-    if (backend == nullptr) return nullptr;
+    if (backend == nullptr)
+        return nullptr;
     kavo::Native::create(backend, sizeof(BodySegNeuron), __FILE__, __LINE__);
     KAVO_LOGI("new bodysegment::BodySegNeuron success");
     return backend;

@@ -7,14 +7,14 @@
 namespace bodysegment {
 
 class BodySegNeuropilotFty : public ModelImpFtyBase {
-public:
+  public:
     // A new BodySegNeuropilot, registered with the memory accounting; null only when the object
     // itself could not be allocated.
     ModelImpBase* CreateModelImp(mtk_ai_type::ModelCfg& cfg) override;
 };
 
 class BodySegNeuronFty : public ModelImpFtyBase {
-public:
+  public:
     // A new BodySegNeuron, registered with the memory accounting; null only when the object itself
     // could not be allocated.
     ModelImpBase* CreateModelImp(mtk_ai_type::ModelCfg& cfg) override;

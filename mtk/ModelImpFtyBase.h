@@ -8,7 +8,7 @@
 namespace bodysegment {
 
 class ModelImpFtyBase {
-public:
+  public:
     // A new backend built from `cfg`, registered with the memory accounting; the caller owns it
     // (Release, unregister, delete). The factory keeps no reference to it.
     virtual ModelImpBase* CreateModelImp(mtk_ai_type::ModelCfg& cfg) = 0;

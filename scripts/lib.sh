@@ -6,7 +6,7 @@ BODYSEG_PACKAGES=(
     libyuv-dev libjsoncpp-dev android-liblog-dev
     libxnnpack-dev libpthreadpool-dev libflatbuffers-dev flatbuffers-compiler
     libgtest-dev libgmock-dev googletest libbenchmark-dev
-    libpng-dev libjpeg-dev
+    libpng-dev libjpeg-dev clang-format
 )
 
 as_root() {

@@ -9,6 +9,12 @@ here=$(cd "$(dirname "$0")/.." && pwd)
 source "$here/scripts/lib.sh"
 install_packages
 
+# Every C and C++ file laid out as the root .clang-format says, before anything is built.
+echo "== [format] check"
+(cd "$here" && find api func mtk assist algocore host tools tests bench fuzz \
+    \( -name '*.cpp' -o -name '*.h' -o -name '*.c' \) -print0 |
+    xargs -0 clang-format --dry-run -Werror)
+
 jobs=$(nproc)
 run_tests() {
     local name=$1 dir=$2

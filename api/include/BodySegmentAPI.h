@@ -86,13 +86,13 @@ struct BodySegAlgoAPI {
 // The larger table get_algo_api fills: only slots 0, 1, 2, 10 and 13 are written; the others keep
 // whatever the host put there.
 struct BodySegAlgoAPIV1 {
-    BodySegGetVersionFn getVersion;         // 0
-    BodySegSetLogLevelFn setLogLevel;       // 1
-    BodySegInitHandleFn algoInitHandle;     // 2
-    void* untouched3to9[7];                 // 3..9
-    BodySegProcessImageV1Fn processImage;   // 10, takes the Image directly
-    void* untouched11to12[2];               // 11, 12
-    BodySegReleaseHandleFn releaseHandle;   // 13
+    BodySegGetVersionFn getVersion;        // 0
+    BodySegSetLogLevelFn setLogLevel;      // 1
+    BodySegInitHandleFn algoInitHandle;    // 2
+    void* untouched3to9[7];                // 3..9
+    BodySegProcessImageV1Fn processImage;  // 10, takes the Image directly
+    void* untouched11to12[2];              // 11, 12
+    BodySegReleaseHandleFn releaseHandle;  // 13
 };
 
 #ifdef __cplusplus

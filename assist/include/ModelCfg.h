@@ -24,7 +24,7 @@ struct ModelCfg {
 };
 
 struct GeneralCfg {
-    bool decrption;  // the model bytes must go through assist::model_parse first
+    bool decrption;      // the model bytes must go through assist::model_parse first
     int32_t ai_sdk_def;  // 0 NeuroPilot ("Neuropilot"), 1 Neuron Runtime ("NeuronRuntime")
     bool run_ai_model;
     bool use_hist_match;

@@ -20,12 +20,16 @@ BodySegNeuron::BodySegNeuron(mtk_ai_type::ModelCfg& cfg)
     mBufferAttribute.ionFd = cfg.buffer_attribute;
 }
 
-BodySegNeuron::~BodySegNeuron() { KAVO_LOGI("Deconstruct engine"); }
+BodySegNeuron::~BodySegNeuron() {
+    KAVO_LOGI("Deconstruct engine");
+}
 
 int BodySegNeuron::Init() {
     KAVO_LOGI("Init");
-    if (mRuntime != nullptr || mOutputStaging != nullptr) Release();
-    if (mModelBuffer == nullptr || mModelSize == 0) return InitModelWithFile();
+    if (mRuntime != nullptr || mOutputStaging != nullptr)
+        Release();
+    if (mModelBuffer == nullptr || mModelSize == 0)
+        return InitModelWithFile();
     return InitModelWithBuffer();
 }
 
@@ -34,13 +38,21 @@ int BodySegNeuron::Inference(const void* input, unsigned int inputSize, unsigned
     return ModelInference(input, inputSize, output);
 }
 
-int BodySegNeuron::GetInputDataType() { return GetModelInputDataType(); }
+int BodySegNeuron::GetInputDataType() {
+    return GetModelInputDataType();
+}
 
-int BodySegNeuron::GetOutputDataType() { return GetModelOutputDataType(); }
+int BodySegNeuron::GetOutputDataType() {
+    return GetModelOutputDataType();
+}
 
-int BodySegNeuron::GetModelInputDataType() { return kModelDataNeuron; }
+int BodySegNeuron::GetModelInputDataType() {
+    return kModelDataNeuron;
+}
 
-int BodySegNeuron::GetModelOutputDataType() { return kModelDataNeuron; }
+int BodySegNeuron::GetModelOutputDataType() {
+    return kModelDataNeuron;
+}
 
 void BodySegNeuron::Release() {
     KAVO_LOGI("Release");
@@ -117,8 +129,8 @@ int BodySegNeuron::ModelInference(const void* input, unsigned int inputSize,
         return 0;
     }
     if (inputSize != mInputSize) {
-        KAVO_LOGE("Input buffer size(%zu) != Input tensor size(%zu)", static_cast<size_t>(inputSize),
-                  static_cast<size_t>(mInputSize));
+        KAVO_LOGE("Input buffer size(%zu) != Input tensor size(%zu)",
+                  static_cast<size_t>(inputSize), static_cast<size_t>(mInputSize));
         return 0;
     }
     if (mOutputStaging == nullptr) {

@@ -13,7 +13,7 @@
 namespace bodysegment {
 
 class BodySegNeuron : public ModelImpBase {
-public:
+  public:
     explicit BodySegNeuron(mtk_ai_type::ModelCfg& cfg);
     ~BodySegNeuron() override;
 
@@ -33,7 +33,7 @@ public:
     int GetModelInputDataType();
     int GetModelOutputDataType();
 
-private:
+  private:
     const char* mModelPath;
     const char* mModelBuffer;
     uint32_t mModelSize;

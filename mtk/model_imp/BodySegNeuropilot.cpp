@@ -32,24 +32,31 @@ BodySegNeuropilot::BodySegNeuropilot(mtk_ai_type::ModelCfg& cfg)
     mAllowFp16 = cfg.allow_fp16;
 }
 
-BodySegNeuropilot::~BodySegNeuropilot() { KAVO_LOGI("Deconstruct"); }
+BodySegNeuropilot::~BodySegNeuropilot() {
+    KAVO_LOGI("Deconstruct");
+}
 
 int BodySegNeuropilot::Init() {
     KAVO_LOGI("Init");
-    if (mInterpreter != nullptr || mOptions != nullptr || mOutputStaging != nullptr) Release();
-    if (mModelBuffer == nullptr || mModelSize == 0) return InitModelWithFile();
+    if (mInterpreter != nullptr || mOptions != nullptr || mOutputStaging != nullptr)
+        Release();
+    if (mModelBuffer == nullptr || mModelSize == 0)
+        return InitModelWithFile();
     return InitModelWithBuffer();
 }
 
-int BodySegNeuropilot::Inference(const void* input, unsigned int inputSize,
-                                 unsigned char* output) {
+int BodySegNeuropilot::Inference(const void* input, unsigned int inputSize, unsigned char* output) {
     KAVO_LOGI("Inference");
     return ModelInference(input, inputSize, output);
 }
 
-int BodySegNeuropilot::GetInputDataType() { return GetModelInputDataType(); }
+int BodySegNeuropilot::GetInputDataType() {
+    return GetModelInputDataType();
+}
 
-int BodySegNeuropilot::GetOutputDataType() { return GetModelOutputDataType(); }
+int BodySegNeuropilot::GetOutputDataType() {
+    return GetModelOutputDataType();
+}
 
 void BodySegNeuropilot::Release() {
     KAVO_LOGI("Release");
@@ -91,7 +98,8 @@ bool BodySegNeuropilot::BuildOptions(const char* caller) {
         }
     }
     if (ANeuralNetworksTFLiteOptions_setNoSupportedOperationCheck(mOptions, true) != 0) {
-        BUILD_STEP_FAILED(caller, "ANeuralNetworksTFLiteOptions_setNoSupportedOperationCheck failed");
+        BUILD_STEP_FAILED(caller,
+                          "ANeuralNetworksTFLiteOptions_setNoSupportedOperationCheck failed");
         return false;
     }
     // The runtime only caches compilations; a directory that cannot be made is reported by
@@ -114,7 +122,8 @@ bool BodySegNeuropilot::BuildOptions(const char* caller) {
 }
 
 int BodySegNeuropilot::InitModelWithFile() {
-    if (!BuildOptions(__FUNCTION__)) return 0;
+    if (!BuildOptions(__FUNCTION__))
+        return 0;
     if (ANeuroPilotTFLiteWrapper_makeAdvTFLite(&mInterpreter, mModelPath, mOptions) != 0) {
         KAVO_LOGE("ANeuroPilotTFLiteWrapper_makeAdvTFLite failed");
         return 0;
@@ -123,7 +132,8 @@ int BodySegNeuropilot::InitModelWithFile() {
 }
 
 int BodySegNeuropilot::InitModelWithBuffer() {
-    if (!BuildOptions(__FUNCTION__)) return 0;
+    if (!BuildOptions(__FUNCTION__))
+        return 0;
     if (ANeuroPilotTFLiteWrapper_makeAdvTFLiteWithBuffer(&mInterpreter, mModelBuffer, mModelSize,
                                                          mOptions) != 0) {
         KAVO_LOGE("ANeuroPilotTFLiteWrapper_makeAdvTFLiteWithBuffer failed");
@@ -160,8 +170,8 @@ int BodySegNeuropilot::ModelInference(const void* input, unsigned int inputSize,
         return 0;
     }
     if (inputSize != mInputTensorSize) {
-        KAVO_LOGE("Input buffer size(%zu) != Input tensor size(%zu)", static_cast<size_t>(inputSize),
-                  static_cast<size_t>(mInputTensorSize));
+        KAVO_LOGE("Input buffer size(%zu) != Input tensor size(%zu)",
+                  static_cast<size_t>(inputSize), static_cast<size_t>(mInputTensorSize));
         return 0;
     }
     if (mOutputStaging == nullptr) {
@@ -210,21 +220,21 @@ int BodySegNeuropilot::ModelInference(const void* input, unsigned int inputSize,
 
 int BodySegNeuropilot::GetModelInputDataType() {
     unsigned int type = TFLITE_TENSOR_TYPE_NONE;
-    if (mInterpreter == nullptr ||
-        ANeuroPilotTFLiteWrapper_getTensorType(mInterpreter, TFLITE_BUFFER_TYPE_INPUT, 0, &type) !=
-            0) {
+    if (mInterpreter == nullptr || ANeuroPilotTFLiteWrapper_getTensorType(
+                                       mInterpreter, TFLITE_BUFFER_TYPE_INPUT, 0, &type) != 0) {
         return kModelDataNone;
     }
-    if (type == TFLITE_TENSOR_TYPE_FLOAT) return kModelDataFloat32;
-    if (type == TFLITE_TENSOR_TYPE_UINT8) return kModelDataUint8;
+    if (type == TFLITE_TENSOR_TYPE_FLOAT)
+        return kModelDataFloat32;
+    if (type == TFLITE_TENSOR_TYPE_UINT8)
+        return kModelDataUint8;
     return kModelDataNone;
 }
 
 int BodySegNeuropilot::GetModelOutputDataType() {
     unsigned int type = TFLITE_TENSOR_TYPE_NONE;
-    if (mInterpreter == nullptr ||
-        ANeuroPilotTFLiteWrapper_getTensorType(mInterpreter, TFLITE_BUFFER_TYPE_OUTPUT, 0, &type) !=
-            0) {
+    if (mInterpreter == nullptr || ANeuroPilotTFLiteWrapper_getTensorType(
+                                       mInterpreter, TFLITE_BUFFER_TYPE_OUTPUT, 0, &type) != 0) {
         return kModelDataNone;
     }
     if (type >= TFLITE_TENSOR_TYPE_FLOAT && type <= TFLITE_TENSOR_TYPE_INT32) {

@@ -12,7 +12,7 @@
 namespace bodysegment {
 
 class BodySegNeuropilot : public ModelImpBase {
-public:
+  public:
     explicit BodySegNeuropilot(mtk_ai_type::ModelCfg& cfg);
     ~BodySegNeuropilot() override;
 
@@ -33,7 +33,7 @@ public:
     int GetModelInputDataType();
     int GetModelOutputDataType();
 
-private:
+  private:
     // Steps 1 to 8 of both build paths; false after the failing step's ERROR line, logged under
     // the name of the build path.
     bool BuildOptions(const char* caller);

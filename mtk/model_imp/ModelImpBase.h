@@ -20,7 +20,7 @@ enum ModelDataType : int {
 };
 
 class ModelImpBase {
-public:
+  public:
     // Builds the engine from the model file or bytes and allocates the output staging buffer;
     // non-zero on success.
     virtual int Init() = 0;

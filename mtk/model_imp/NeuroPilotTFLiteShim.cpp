@@ -40,8 +40,10 @@ int androidSdkLevel() {
     __system_property_get("ro.build.version.sdk", value);
     int level = 0;
     for (const char* c = value; *c != '\0'; ++c) {
-        if (*c < '0' || *c > '9') return kAboveEveryThreshold;
-        if (level < kAboveEveryThreshold) level = level * 10 + (*c - '0');
+        if (*c < '0' || *c > '9')
+            return kAboveEveryThreshold;
+        if (level < kAboveEveryThreshold)
+            level = level * 10 + (*c - '0');
     }
     if (level == kAndroidP) {
         // Release and preview builds of Android 9 share level 28; the platform's release check
@@ -56,10 +58,11 @@ int androidSdkLevel() {
 template <typename Function>
 Function bindShimFunction(const char* symbol) {
     void* address = nullptr;
-    if (getTFLiteLibraryHandle() != nullptr) address = dlsym(getTFLiteLibraryHandle(), symbol);
+    if (getTFLiteLibraryHandle() != nullptr)
+        address = dlsym(getTFLiteLibraryHandle(), symbol);
     if (address == nullptr) {
-        __android_log_print(ANDROID_LOG_ERROR, kLogTag, "TFLite error: unable to open function %s\n",
-                            symbol);
+        __android_log_print(ANDROID_LOG_ERROR, kLogTag,
+                            "TFLite error: unable to open function %s\n", symbol);
     }
     return reinterpret_cast<Function>(address);
 }
@@ -70,9 +73,11 @@ Function bindShimFunction(const char* symbol) {
 
 void* getTFLiteLibraryHandle() {
     void* library = sShimLibrary.load(std::memory_order_acquire);
-    if (library == nullptr) library = openLibrary(kGenericLibrary);
+    if (library == nullptr)
+        library = openLibrary(kGenericLibrary);
     const bool releaseR = androidSdkLevel() >= kAndroidR;
-    if (library != nullptr) return library;
+    if (library != nullptr)
+        return library;
     return openLibrary(releaseR ? kStaticLibraryR : kStaticLibrary);
 }
 
@@ -124,7 +129,8 @@ int ANeuralNetworksTFLiteOptions_setAllowFp16PrecisionForFp32(ANeuralNetworksTFL
 
 int ANeuralNetworksTFLiteOptions_free(ANeuralNetworksTFLiteOptions* options) {
     SHIM_FUNCTION(ANeuroPilotTFLiteOptions_free);
-    if (fn == nullptr) return kTFLiteUnbound;
+    if (fn == nullptr)
+        return kTFLiteUnbound;
     fn(options);
     return 0;
 }
@@ -174,7 +180,8 @@ int ANeuroPilotTFLiteWrapper_getOutputTensorData(ANeuralNetworksTFLite* tflite, 
 
 int ANeuroPilotTFLiteWrapper_free(ANeuralNetworksTFLite* tflite) {
     SHIM_FUNCTION(ANeuroPilotTFLite_free);
-    if (fn == nullptr) return kTFLiteUnbound;
+    if (fn == nullptr)
+        return kTFLiteUnbound;
     fn(tflite);
     return 0;
 }

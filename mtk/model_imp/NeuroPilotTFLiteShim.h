@@ -26,8 +26,8 @@ int ANeuralNetworksTFLiteOptions_setCacheDir(ANeuralNetworksTFLiteOptions* optio
                                              const char* directory);
 int ANeuralNetworksTFLiteOptions_setPreference(ANeuralNetworksTFLiteOptions* options,
                                                int preference);
-int ANeuralNetworksTFLiteOptions_setAllowFp16PrecisionForFp32(
-    ANeuralNetworksTFLiteOptions* options, bool allow);
+int ANeuralNetworksTFLiteOptions_setAllowFp16PrecisionForFp32(ANeuralNetworksTFLiteOptions* options,
+                                                              bool allow);
 // 0 once the options object was destroyed, or kTFLiteUnbound.
 int ANeuralNetworksTFLiteOptions_free(ANeuralNetworksTFLiteOptions* options);
 

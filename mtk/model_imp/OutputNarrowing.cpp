@@ -11,7 +11,8 @@ void narrowFloat32(const unsigned char* src, uint32_t bytes, unsigned char* dst)
         std::memcpy(&value, src + 4 * i, sizeof(value));
         // NaN fails both comparisons of the clamp; converting it would be undefined, and the label
         // it stands for is background.
-        if (value > 255.0f) value = 255.0f;
+        if (value > 255.0f)
+            value = 255.0f;
         dst[i] = value >= 0.0f ? static_cast<unsigned char>(static_cast<uint32_t>(value)) : 0;
     }
 }

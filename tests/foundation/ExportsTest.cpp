@@ -18,14 +18,17 @@ struct DynamicSymbols {
 
 DynamicSymbols readDynamicSymbols(const std::string& path) {
     DynamicSymbols symbols;
-    const std::string command = "nm -D --defined-only -C " + path + " && echo '--' && nm -D -u " + path;
+    const std::string command =
+        "nm -D --defined-only -C " + path + " && echo '--' && nm -D -u " + path;
     FILE* pipe = popen(command.c_str(), "r");
-    if (pipe == nullptr) return symbols;
+    if (pipe == nullptr)
+        return symbols;
     char line[4096];
     bool undefinedPart = false;
     while (fgets(line, sizeof(line), pipe) != nullptr) {
         std::string text(line);
-        if (!text.empty() && text.back() == '\n') text.pop_back();
+        if (!text.empty() && text.back() == '\n')
+            text.pop_back();
         if (text == "--") {
             undefinedPart = true;
             continue;
@@ -81,8 +84,8 @@ TEST(Exports, PluginExportsExactlyItsPublicSymbols) {
     std::set<std::string> ours;
     for (const std::string& name : symbols.defined) {
         // Symbols the toolchain adds to every shared object are not ours.
-        if (name.rfind("_init", 0) == 0 || name.rfind("_fini", 0) == 0 || name.rfind("__", 0) == 0 ||
-            name == "_edata" || name == "_end")
+        if (name.rfind("_init", 0) == 0 || name.rfind("_fini", 0) == 0 ||
+            name.rfind("__", 0) == 0 || name == "_edata" || name == "_end")
             continue;
         ours.insert(name);
     }

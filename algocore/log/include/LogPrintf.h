@@ -24,7 +24,7 @@ enum LogLevelBit : uint32_t {
 constexpr uint32_t kLogConsoleMode = 255;
 
 class LogPrintf {
-public:
+  public:
     // Constructing or destroying a LogPrintf resets the process-wide mask to errors only.
     LogPrintf();
     virtual ~LogPrintf();
@@ -52,13 +52,13 @@ public:
 
 // The general form: level bit, level word, source path and function name are explicit, for the
 // few call sites that report on behalf of another file or function.
-#define KAVO_LOG_WHERE(bit, word, file, func, fmt, ...)                                        \
-    do {                                                                                       \
-        if (::kavo::LogPrintf::mLogLevel & (bit)) {                                            \
-            ::kavo::LogPrintf::logPrint((bit), KAVO_LOG_HEAD(word) fmt, KAVO_LOG_TAG,          \
+#define KAVO_LOG_WHERE(bit, word, file, func, fmt, ...)                                      \
+    do {                                                                                     \
+        if (::kavo::LogPrintf::mLogLevel & (bit)) {                                          \
+            ::kavo::LogPrintf::logPrint((bit), KAVO_LOG_HEAD(word) fmt, KAVO_LOG_TAG,        \
                                         ::kavo::LogPrintf::baseName(file), __LINE__, (func), \
-                                        ##__VA_ARGS__);                                        \
-        }                                                                                      \
+                                        ##__VA_ARGS__);                                      \
+        }                                                                                    \
     } while (0)
 
 #define KAVO_LOGE(fmt, ...) \

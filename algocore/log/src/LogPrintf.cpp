@@ -17,17 +17,24 @@ constexpr size_t kMessageBytes = 1024;
 
 uint32_t LogPrintf::mLogLevel = kLogError;
 
-LogPrintf::LogPrintf() { mLogLevel = kLogError; }
+LogPrintf::LogPrintf() {
+    mLogLevel = kLogError;
+}
 
-LogPrintf::~LogPrintf() { mLogLevel = kLogError; }
+LogPrintf::~LogPrintf() {
+    mLogLevel = kLogError;
+}
 
-void LogPrintf::setLogStatus(int level) { mLogLevel = static_cast<uint32_t>(level); }
+void LogPrintf::setLogStatus(int level) {
+    mLogLevel = static_cast<uint32_t>(level);
+}
 
 void LogPrintf::setLogStatusByProp(const char* key, const char* defValue) {
     char value[PROPERTY_VALUE_MAX] = {0};
     property_get(key, value, defValue);
     const int level = atoi(value);
-    if (level != 0) mLogLevel = static_cast<uint32_t>(level) & 0x3F;
+    if (level != 0)
+        mLogLevel = static_cast<uint32_t>(level) & 0x3F;
 }
 
 const char* LogPrintf::baseName(const char* path) {
@@ -37,7 +44,8 @@ const char* LogPrintf::baseName(const char* path) {
 
 void LogPrintf::logPrint(uint32_t level, const char* format, ...) {
     const uint32_t mask = mLogLevel;
-    if (mask == 0) return;
+    if (mask == 0)
+        return;
 
     // Messages are formatted with explicit truncation: an over-long message must never take the
     // camera host down with it.

@@ -37,7 +37,7 @@ struct AlgoMemInfo {
 };
 
 class AlgorithmMemory {
-public:
+  public:
     AlgorithmMemory() = delete;
 
     static void memTraceInit(int mode);

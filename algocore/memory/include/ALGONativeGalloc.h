@@ -9,7 +9,7 @@
 namespace kavo {
 
 class Native {
-public:
+  public:
     Native() = delete;
 
     // Registers an object the caller made with `new`; released with KAVO_UNTRACK, then `delete`.

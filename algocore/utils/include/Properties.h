@@ -31,7 +31,8 @@ KAVO_EXPORT int32_t property_get_int32(const char* key, int32_t defaultValue);
 KAVO_EXPORT int property_set(const char* key, const char* value);
 
 // Calls `propfn` with the name and value of every property.
-KAVO_EXPORT int property_list(void (*propfn)(const char* key, const char* value, void* cookie), void* cookie);
+KAVO_EXPORT int property_list(void (*propfn)(const char* key, const char* value, void* cookie),
+                              void* cookie);
 
 #ifdef __cplusplus
 }

@@ -12,7 +12,8 @@ static_assert(PROPERTY_VALUE_MAX == PROP_VALUE_MAX, "value buffers must match th
 
 extern "C" int property_get(const char* key, char* value, const char* defaultValue) {
     int length = __system_property_get(key, value);
-    if (length > 0 || defaultValue == nullptr) return length;
+    if (length > 0 || defaultValue == nullptr)
+        return length;
     length = static_cast<int>(strnlen(defaultValue, PROPERTY_VALUE_MAX - 1));
     std::memcpy(value, defaultValue, static_cast<size_t>(length));
     value[length] = '\0';
@@ -20,13 +21,16 @@ extern "C" int property_get(const char* key, char* value, const char* defaultVal
 }
 
 extern "C" int8_t property_get_bool(const char* key, int8_t defaultValue) {
-    if (key == nullptr) return defaultValue;
+    if (key == nullptr)
+        return defaultValue;
     char buf[PROPERTY_VALUE_MAX] = {0};
     const int length = property_get(key, buf, "");
     if (length == 1) {
         const char c = buf[0];
-        if (c == '0' || c == 'n') return 0;
-        if (c == '1' || c == 'y') return 1;
+        if (c == '0' || c == 'n')
+            return 0;
+        if (c == '1' || c == 'y')
+            return 1;
     } else if (length > 1) {
         if (!std::strcmp(buf, "no") || !std::strcmp(buf, "false") || !std::strcmp(buf, "off"))
             return 0;
@@ -39,9 +43,11 @@ extern "C" int8_t property_get_bool(const char* key, int8_t defaultValue) {
 // The shared integer reader; its name appears in the messages it writes.
 static intmax_t property_get_imax(const char* key, intmax_t lower, intmax_t upper,
                                   intmax_t defaultValue) {
-    if (key == nullptr) return defaultValue;
+    if (key == nullptr)
+        return defaultValue;
     char buf[PROPERTY_VALUE_MAX] = {0};
-    if (property_get(key, buf, "") < 1) return defaultValue;
+    if (property_get(key, buf, "") < 1)
+        return defaultValue;
 
     const int savedErrno = errno;
     errno = 0;

@@ -253,12 +253,7 @@ class OperatorCheck {
             return fail("has filter " + shapeText(filter) + " that does not fit input " +
                         shapeText(in));
         }
-        const OpOptions& o = op_.options;
-        int32_t oh = 0;
-        int32_t ow = 0;
-        return windowOutput(in[1], filter[1], o.strideH, o.dilationH, "height", &oh) &&
-               windowOutput(in[2], filter[2], o.strideW, o.dilationW, "width", &ow) &&
-               checkBias(2, filter[0]) && expectOutputShape({in[0], oh, ow, filter[0]});
+        return checkConvOutput(in, filter, filter[0]);
     }
 
     bool checkDepthwiseConv() const {
@@ -274,12 +269,18 @@ class OperatorCheck {
             return fail("has filter " + shapeText(filter) + " that does not fit input " +
                         shapeText(in));
         }
+        return checkConvOutput(in, filter, filter[3]);
+    }
+
+    // The bias and output shape of a (depthwise) convolution with `channels` output channels.
+    bool checkConvOutput(const std::vector<int32_t>& in, const std::vector<int32_t>& filter,
+                         int32_t channels) const {
         const OpOptions& o = op_.options;
         int32_t oh = 0;
         int32_t ow = 0;
         return windowOutput(in[1], filter[1], o.strideH, o.dilationH, "height", &oh) &&
                windowOutput(in[2], filter[2], o.strideW, o.dilationW, "width", &ow) &&
-               checkBias(2, filter[3]) && expectOutputShape({in[0], oh, ow, filter[3]});
+               checkBias(2, channels) && expectOutputShape({in[0], oh, ow, channels});
     }
 
     // TRANSPOSE_CONV: (output shape, filter, input[, bias]); the custom operator: (input, filter,
@@ -335,8 +336,8 @@ class OperatorCheck {
         // indirection table by the window: refuse it rather than run out of memory.
         if (o.filterH > in[1] || o.filterW > in[2]) {
             return fail("pooling window " + std::to_string(o.filterH) + "x" +
-                        std::to_string(o.filterW) + " is larger than its " +
-                        std::to_string(in[1]) + "x" + std::to_string(in[2]) + " input");
+                        std::to_string(o.filterW) + " is larger than its " + std::to_string(in[1]) +
+                        "x" + std::to_string(in[2]) + " input");
         }
         int32_t oh = 0;
         int32_t ow = 0;

@@ -22,8 +22,8 @@ struct Stage {
 std::vector<Stage> partitionStages(const Graph& graph, const std::vector<size_t>& order);
 
 // Per tensor: whether the engine must hold its data in a buffer of its own, because it is a graph
-// input or output, passes between stages, or is an operator result that nothing reads. Tensors used inside one XNNPACK stage only are left
-// to XNNPACK's own memory planning.
+// input or output, passes between stages, or is an operator result that nothing reads. Tensors used
+// inside one XNNPACK stage only are left to XNNPACK's own memory planning.
 std::vector<bool> engineOwnedTensors(const Graph& graph, const std::vector<Stage>& stages);
 
 // The non-constant, engine-owned tensors a stage reads or writes, each once, in first-use order.

@@ -31,31 +31,39 @@ Store& store() {
     return *instance;
 }
 
-bool isReadOnly(const std::string& name) { return name.compare(0, 3, "ro.") == 0; }
+bool isReadOnly(const std::string& name) {
+    return name.compare(0, 3, "ro.") == 0;
+}
 
 }  // namespace
 
 extern "C" int __system_property_get(const char* name, char* value) {
-    if (value == nullptr) return 0;
+    if (value == nullptr)
+        return 0;
     value[0] = '\0';
-    if (name == nullptr) return 0;
+    if (name == nullptr)
+        return 0;
     Store& s = store();
     std::lock_guard<std::mutex> guard(s.lock);
     auto it = s.records.find(name);
-    if (it == s.records.end()) return 0;
+    if (it == s.records.end())
+        return 0;
     const std::string& v = it->second.value;
     std::memcpy(value, v.c_str(), v.size() + 1);
     return static_cast<int>(v.size());
 }
 
 extern "C" int __system_property_set(const char* name, const char* value) {
-    if (name == nullptr || value == nullptr || name[0] == '\0') return -1;
-    if (std::strlen(value) >= PROP_VALUE_MAX) return -1;
+    if (name == nullptr || value == nullptr || name[0] == '\0')
+        return -1;
+    if (std::strlen(value) >= PROP_VALUE_MAX)
+        return -1;
     Store& s = store();
     std::lock_guard<std::mutex> guard(s.lock);
     auto it = s.records.find(name);
     if (it != s.records.end()) {
-        if (isReadOnly(it->first)) return -1;
+        if (isReadOnly(it->first))
+            return -1;
         it->second.value = value;
         ++it->second.serial;
         return 0;
@@ -68,16 +76,19 @@ extern "C" int __system_property_set(const char* name, const char* value) {
 
 extern "C" int __system_property_foreach(void (*propfn)(const prop_info* pi, void* cookie),
                                          void* cookie) {
-    if (propfn == nullptr) return -1;
+    if (propfn == nullptr)
+        return -1;
     std::vector<const prop_info*> snapshot;
     {
         Store& s = store();
         std::lock_guard<std::mutex> guard(s.lock);
         snapshot.reserve(s.records.size());
-        for (const auto& entry : s.records) snapshot.push_back(&entry.second);
+        for (const auto& entry : s.records)
+            snapshot.push_back(&entry.second);
     }
     // Visit outside the lock: visitors call back into __system_property_read_callback.
-    for (const prop_info* pi : snapshot) propfn(pi, cookie);
+    for (const prop_info* pi : snapshot)
+        propfn(pi, cookie);
     return 0;
 }
 
@@ -86,7 +97,8 @@ extern "C" void __system_property_read_callback(const prop_info* pi,
                                                                  const char* value,
                                                                  uint32_t serial),
                                                 void* cookie) {
-    if (pi == nullptr || callback == nullptr) return;
+    if (pi == nullptr || callback == nullptr)
+        return;
     std::string name;
     std::string value;
     uint32_t serial = 0;
@@ -107,7 +119,8 @@ extern "C" void host_property_clear(void) {
 }
 
 extern "C" int host_property_unset(const char* name) {
-    if (name == nullptr) return -1;
+    if (name == nullptr)
+        return -1;
     Store& s = store();
     std::lock_guard<std::mutex> guard(s.lock);
     return s.records.erase(name) == 1 ? 0 : -1;

@@ -61,8 +61,8 @@ int ANeuroPilotTFLite_getTensorByteSize(ANeuralNetworksTFLite* tflite, unsigned 
                                         int index, unsigned int* size);
 int ANeuroPilotTFLite_getTensorType(ANeuralNetworksTFLite* tflite, unsigned int direction,
                                     int index, unsigned int* type);
-int ANeuroPilotTFLite_setInputTensorData(ANeuralNetworksTFLite* tflite, int index,
-                                         const void* data, unsigned int size);
+int ANeuroPilotTFLite_setInputTensorData(ANeuralNetworksTFLite* tflite, int index, const void* data,
+                                         unsigned int size);
 int ANeuroPilotTFLite_invoke(ANeuralNetworksTFLite* tflite);
 int ANeuroPilotTFLite_getOutputTensorData(ANeuralNetworksTFLite* tflite, int index, void* data,
                                           unsigned int size);

@@ -21,7 +21,8 @@ std::atomic<void*> sRuntimeLibrary{nullptr};
 template <typename Function>
 Function bindRuntimeFunction(const char* symbol) {
     void* library = sRuntimeLibrary.load(std::memory_order_acquire);
-    if (library == nullptr) library = loadNeuronRuntimeLib(kRuntimeLibrary);
+    if (library == nullptr)
+        library = loadNeuronRuntimeLib(kRuntimeLibrary);
     // dlsym with a null handle searches the global scope; the runtime's functions are looked up
     // only in the runtime itself, so a missing library means a missing function.
     void* const address = library != nullptr ? dlsym(library, symbol) : nullptr;
@@ -99,7 +100,8 @@ int WarpNeuronRuntime_inference(void* runtime) {
 
 int WarpNeuronRuntime_release(void* runtime) {
     NEURON_RUNTIME_FUNCTION(NeuronRuntime_release);
-    if (fn == nullptr) return kNeuronRuntimeUnbound;
+    if (fn == nullptr)
+        return kNeuronRuntimeUnbound;
     fn(runtime);
     return 0;
 }
