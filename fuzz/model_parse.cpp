@@ -12,8 +12,7 @@
 #include "Decryption.h"
 #include "FuzzCheck.h"
 #include "GuardedBuffer.h"
-#include "ModelKey.h"
-#include "aes.h"
+#include "ModelPacking.h"
 
 namespace {
 
@@ -21,21 +20,6 @@ using hardening::FlushEdge;
 using hardening::GuardedBuffer;
 
 constexpr long kRegion = assist::kEncryptedRegionBytes;
-
-// The packer's side: regions A (offset 0) and B (offset size / 2) enciphered as one stream.
-void encipherRegions(uint8_t* model, long size) {
-    uint8_t regions[2 * kRegion];
-    std::memcpy(regions, model, kRegion);
-    std::memcpy(regions + kRegion, model + size / 2, kRegion);
-    uint8_t key[assist::kModelKeyBytes];
-    uint8_t iv[assist::kModelKeyBytes];
-    assist::model_key_iv(key, iv);
-    AesCtx ctx;
-    AES_init_ctx_iv(&ctx, key, iv);
-    AES_CBC_encrypt_buffer(&ctx, regions, sizeof(regions));
-    std::memcpy(model, regions, kRegion);
-    std::memcpy(model + size / 2, regions + kRegion, kRegion);
-}
 
 bool inRegion(long offset, long size) {
     return offset < kRegion || (offset >= size / 2 && offset < size / 2 + kRegion);
@@ -83,7 +67,7 @@ void expectRoundTrip(FuzzedDataProvider& in) {
         FUZZ_CHECK(inRegion(i, size) || output.data()[i] == bytes[static_cast<size_t>(i)],
                    "plain byte %ld of %ld changed", i, size);
     }
-    encipherRegions(output.data(), size);
+    modelpack::encryptRegions(output.data(), bytes.size());
     FUZZ_CHECK(std::memcmp(output.data(), bytes.data(), bytes.size()) == 0,
                "enciphering the output does not give the input back (size %ld)", size);
 }

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "AssistTestSupport.h"
+#include "ModelPacking.h"
 #include "Decryption.h"
 #include "OptionConversions.h"
 #include "ParseParams.h"
@@ -14,7 +15,8 @@ namespace {
 
 TEST(AssistConcurrency, ModelParseConvertersAndParserRunOnManyThreads) {
     const std::vector<uint8_t> plain(5000, 0x42);
-    const std::vector<uint8_t> encrypted = assisttest::encryptModel(plain);
+    std::vector<uint8_t> encrypted = plain;
+    modelpack::encryptModel(encrypted);
     const std::string config = assisttest::writeTempFile(
         "threads.json", R"({"Product": "P", "Platform": "MTK", "AISDK": "Neuropilot",
         "ParamGroup": [{"Product": "P", "Platform": "MTK", "AISDK": "Neuropilot",

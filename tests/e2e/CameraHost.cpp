@@ -5,7 +5,7 @@
 
 #include <random>
 
-#include "AssistTestSupport.h"
+#include "ModelPacking.h"
 #include "PluginPaths.h"
 #include "ToolRunner.h"
 
@@ -87,7 +87,9 @@ std::vector<uint8_t> plainModel(size_t size) {
 }
 
 std::vector<uint8_t> encryptedModel(const std::vector<uint8_t>& plain) {
-    return assisttest::encryptModel(plain);
+    std::vector<uint8_t> stored = plain;
+    modelpack::encryptModel(stored);
+    return stored;
 }
 
 std::string writeFile(const std::string& name, const std::vector<uint8_t>& bytes) {

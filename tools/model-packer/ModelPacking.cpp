@@ -8,9 +8,9 @@
 
 namespace modelpack {
 
-void encryptModel(std::vector<uint8_t>& model) {
-    uint8_t* regionA = model.data();
-    uint8_t* regionB = model.data() + model.size() / 2;
+void encryptRegions(uint8_t* model, size_t size) {
+    uint8_t* regionA = model;
+    uint8_t* regionB = model + size / 2;
     uint8_t regions[assist::kMinEncryptedModelBytes];
     std::memcpy(regions, regionA, assist::kEncryptedRegionBytes);
     std::memcpy(regions + assist::kEncryptedRegionBytes, regionB, assist::kEncryptedRegionBytes);
@@ -27,6 +27,10 @@ void encryptModel(std::vector<uint8_t>& model) {
 
     std::memcpy(regionA, regions, assist::kEncryptedRegionBytes);
     std::memcpy(regionB, regions + assist::kEncryptedRegionBytes, assist::kEncryptedRegionBytes);
+}
+
+void encryptModel(std::vector<uint8_t>& model) {
+    encryptRegions(model.data(), model.size());
 }
 
 bool hasTfliteIdentifier(const std::vector<uint8_t>& model) {
