@@ -1,11 +1,16 @@
 #include "ChildProcess.h"
 
+#include "PluginPaths.h"
+
 #include <sys/wait.h>
 #include <unistd.h>
 
 namespace testsupport {
 
 std::string runInChild(const std::function<std::string()>& body) {
+    // The parent owns the temporary directory: a child exits without running atexit handlers, so
+    // a directory it made first would never be removed.
+    tempDir();
     int pipeFds[2];
     if (pipe(pipeFds) != 0)
         return "pipe failed";
