@@ -14,8 +14,8 @@
 
 namespace {
 
-using algocoretest::onlyLine;
-using algocoretest::pointerText;
+using testsupport::onlyLine;
+using testsupport::pointerText;
 using kavo::AlgorithmMemory;
 using kavo::APSAlgoMemTrace;
 using kavo::APSMemMapInfo;

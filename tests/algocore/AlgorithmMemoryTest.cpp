@@ -15,9 +15,9 @@
 
 namespace {
 
-using algocoretest::messages;
-using algocoretest::onlyLine;
-using algocoretest::pointerText;
+using testsupport::messages;
+using testsupport::onlyLine;
+using testsupport::pointerText;
 using kavo::AlgoMemInfo;
 using kavo::AlgorithmMemory;
 

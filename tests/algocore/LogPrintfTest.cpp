@@ -9,13 +9,14 @@
 
 #include "LogCapture.h"
 #include "LogPrintf.h"
-#include "LogTestSupport.h"
+#include "LogExpect.h"
+#include "LogLevelScope.h"
 #include "Properties.h"
 #include "host_properties.h"
 
 namespace {
 
-using algocoretest::LogLevelScope;
+using testsupport::LogLevelScope;
 using kavo::LogPrintf;
 
 constexpr const char* kLevelProperty = "persist.camera.algo.aibeautybodydetect.loglvl";

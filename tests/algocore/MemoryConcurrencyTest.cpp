@@ -72,7 +72,7 @@ int churn(int seed) {
 }
 
 TEST_F(MemoryConcurrencyTest, ThreadsAllocatingAndFreeingLeaveNothingBehind) {
-    algocoretest::LogLevelScope errorsOnly(kavo::kLogError);
+    testsupport::LogLevelScope errorsOnly(kavo::kLogError);
     connectHost();
     AlgorithmMemory::memTraceInit(256);
 

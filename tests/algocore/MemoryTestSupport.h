@@ -9,7 +9,8 @@
 #include "ALGOGalloc.h"
 #include "APSAlgoMemTrace.h"
 #include "LogCapture.h"
-#include "LogTestSupport.h"
+#include "LogExpect.h"
+#include "LogLevelScope.h"
 
 namespace algocoretest {
 
@@ -49,7 +50,7 @@ class TracedRegistryTest : public testing::Test {
         return kavo::AlgorithmMemory::sMemMap.count(p) != 0;
     }
 
-    LogLevelScope level_{kavo::kLogError | kavo::kLogWarn | kavo::kLogInfo};
+    testsupport::LogLevelScope level_{kavo::kLogError | kavo::kLogWarn | kavo::kLogInfo};
     testsupport::LogCapture capture_;
 
   private:

@@ -17,7 +17,7 @@ extern "C" __attribute__((visibility("default"), used)) const char* __asan_defau
 
 namespace {
 
-using algocoretest::onlyLine;
+using testsupport::onlyLine;
 using kavo::AlgorithmMemory;
 using kavo::Native;
 

@@ -11,7 +11,8 @@
 #include <vector>
 
 #include "LogCapture.h"
-#include "LogTestSupport.h"
+#include "LogExpect.h"
+#include "LogLevelScope.h"
 #include "Properties.h"
 #include "host_properties.h"
 
@@ -103,7 +104,7 @@ TEST_F(PropertiesTest, IntegersReadAnyBaseWithinTheirBoundsAndKeepErrno) {
         {true, "-9223372036854775809", 5000000000LL, "overflow"},
         {true, "0xffffffffffffffff", 5000000000LL, "overflow"},
     };
-    algocoretest::LogLevelScope level(kavo::kLogError | kavo::kLogInfo);
+    testsupport::LogLevelScope level(kavo::kLogError | kavo::kLogInfo);
     testsupport::LogCapture capture;
     for (const auto& c : cases) {
         const std::string context = c.value ? c.value : "(unset)";
@@ -120,7 +121,7 @@ TEST_F(PropertiesTest, IntegersReadAnyBaseWithinTheirBoundsAndKeepErrno) {
         }
         const std::string call = std::string("property_get_imax(") + kKey + "," +
                                  (c.wide ? "5000000000" : "-77") + ") - " + c.message;
-        EXPECT_TRUE(algocoretest::onlyLine(capture, ANDROID_LOG_INFO, "property_get_imax", call))
+        EXPECT_TRUE(testsupport::onlyLine(capture, ANDROID_LOG_INFO, "property_get_imax", call))
             << context;
     }
     EXPECT_EQ(property_get_int32(nullptr, 11), 11);

@@ -8,7 +8,8 @@
 
 #include "Decryption.h"
 #include "LogCapture.h"
-#include "LogTestSupport.h"
+#include "LogExpect.h"
+#include "LogLevelScope.h"
 #include "ModelKey.h"
 #include "aes.h"
 
@@ -46,7 +47,7 @@ TEST(ModelParse, RejectsShortSizesBeforeNullPointers) {
     for (const auto& c : cases) {
         testsupport::LogCapture log;
         EXPECT_EQ(assist::model_parse(c.input, c.size, c.output), -1) << c.size;
-        EXPECT_TRUE(algocoretest::onlyLine(log, ANDROID_LOG_ERROR, "model_parse", c.message));
+        EXPECT_TRUE(testsupport::onlyLine(log, ANDROID_LOG_ERROR, "model_parse", c.message));
     }
     EXPECT_EQ(output, Bytes(4096, 0xee));
 }
@@ -61,13 +62,13 @@ TEST(ModelParse, DeciphersRegionsAAndBAsOneStream) {
         const size_t b = size / 2;
         const Bytes input = randomBytes(size);
         Bytes output(size);
-        algocoretest::LogLevelScope level(kavo::kLogError | kavo::kLogInfo);
+        testsupport::LogLevelScope level(kavo::kLogError | kavo::kLogInfo);
         testsupport::LogCapture log;
         ASSERT_EQ(assist::model_parse(const_cast<uint8_t*>(input.data()), static_cast<long>(size),
                                       output.data()),
                   0);
         EXPECT_TRUE(
-            algocoretest::onlyLine(log, ANDROID_LOG_INFO, "model_parse", "model_sparse success\n"));
+            testsupport::onlyLine(log, ANDROID_LOG_INFO, "model_parse", "model_sparse success\n"));
 
         Bytes plain = slice(input, 0, 1024);
         const Bytes regionB = slice(input, b, b + 1024);

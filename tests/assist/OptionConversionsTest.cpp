@@ -9,7 +9,8 @@
 #include <utility>
 
 #include "LogCapture.h"
-#include "LogTestSupport.h"
+#include "LogExpect.h"
+#include "LogLevelScope.h"
 #include "OptionConversions.h"
 #include "OptionVocabulary.h"
 
@@ -73,11 +74,11 @@ TEST(OptionConversions, AcceleratorNamePointsIntoTheVocabulary) {
         EXPECT_EQ(names[entry], i == entry ? word : "none");
     }
 
-    algocoretest::LogLevelScope level(kavo::kLogError | kavo::kLogInfo);
+    testsupport::LogLevelScope level(kavo::kLogError | kavo::kLogInfo);
     testsupport::LogCapture log;
     NeuropilotParseParam::String2AcceleratorName("mtk-mdla");
     EXPECT_TRUE(
-        algocoretest::onlyLine(log, ANDROID_LOG_INFO, "String2AcceleratorName", "count: 4"));
+        testsupport::onlyLine(log, ANDROID_LOG_INFO, "String2AcceleratorName", "count: 4"));
 }
 
 }  // namespace

@@ -10,7 +10,8 @@
 
 #include "AssistTestSupport.h"
 #include "LogCapture.h"
-#include "LogTestSupport.h"
+#include "LogExpect.h"
+#include "LogLevelScope.h"
 #include "ParseParams.h"
 
 namespace {
@@ -63,7 +64,7 @@ Parsed parseFile(const std::string& path) {
     for (const testsupport::LogLine& line : log.lines()) {
         if (line.priority != ANDROID_LOG_ERROR)
             continue;
-        const algocoretest::HeadedLine head = algocoretest::parseHeadedLine(line);
+        const testsupport::HeadedLine head = testsupport::parseHeadedLine(line);
         const bool ours = head.file == "ParseParams.cpp" && head.function == "parse_json";
         parsed.errors.push_back(ours ? head.message : line.text);
     }
@@ -202,7 +203,7 @@ TEST(ParseJson, UnopenablePathsFailToOpen) {
 // "Module" is free text that is only logged: whatever its type, the result does not depend on
 // whether INFO is on.
 TEST(ParseJson, ModuleIsLoggedAtInfoWhateverItsType) {
-    algocoretest::LogLevelScope level(kavo::kLogError | kavo::kLogInfo);
+    testsupport::LogLevelScope level(kavo::kLogError | kavo::kLogInfo);
     const std::string text = config("NeuronRuntime", group("NeuronRuntime"));
     const size_t at = text.find("\"BodySegmentation\"");
     for (const auto& module : {std::make_pair("\"BodySegmentation\"", "BodySegmentation"),
@@ -213,7 +214,7 @@ TEST(ParseJson, ModuleIsLoggedAtInfoWhateverItsType) {
         mtk_ai_type::GeneralCfg general{};
         testsupport::LogCapture log;
         EXPECT_EQ(assist::parse_json(path.c_str(), model, general), 0u) << module.first;
-        EXPECT_TRUE(algocoretest::onlyLine(log, ANDROID_LOG_INFO, "parse_json",
+        EXPECT_TRUE(testsupport::onlyLine(log, ANDROID_LOG_INFO, "parse_json",
                                            std::string("Module: ") + module.second));
     }
 }

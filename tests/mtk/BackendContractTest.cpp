@@ -311,8 +311,8 @@ TEST_P(BackendContractTest, RefusedFramesNeverReachTheRuntime) {
                std::to_string(kInputBytes) + ")";
     };
     const auto nullError = [](const void* in, const void* out) {
-        return "NULL input or output pointer: input " + algocoretest::pointerText(in) +
-               ", output " + algocoretest::pointerText(out);
+        return "NULL input or output pointer: input " + testsupport::pointerText(in) +
+               ", output " + testsupport::pointerText(out);
     };
     const struct {
         const uint8_t* input;

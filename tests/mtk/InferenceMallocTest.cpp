@@ -33,7 +33,7 @@ Fn vendor(const testsupport::StandinClient& runtime, const char* name) {
 class InferenceMallocTest : public BackendTest {
   protected:
     // Only errors are logged, so the capture allocates nothing while counting.
-    algocoretest::LogLevelScope quiet_{kavo::kLogError};
+    testsupport::LogLevelScope quiet_{kavo::kLogError};
     std::vector<uint8_t> output_ = std::vector<uint8_t>(kOutputBytes);
 
     static long blocksOf(const std::function<void()>& frame) {

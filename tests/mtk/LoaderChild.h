@@ -8,7 +8,8 @@
 #include "ChildChecks.h"
 #include "ChildProcess.h"
 #include "LogCapture.h"
-#include "LogTestSupport.h"
+#include "LogExpect.h"
+#include "LogLevelScope.h"
 #include "MtkLogExpect.h"
 
 namespace mtktest {
@@ -24,7 +25,7 @@ inline std::string inFreshProcess(
     const std::function<void(testsupport::ChildChecks&, testsupport::LogCapture&)>& body) {
     return testsupport::runInChild([&body] {
         testsupport::ChildChecks checks;
-        const algocoretest::LogLevelScope level(kavo::kLogError | kavo::kLogWarn | kavo::kLogInfo);
+        const testsupport::LogLevelScope level(kavo::kLogError | kavo::kLogWarn | kavo::kLogInfo);
         testsupport::LogCapture log;
         body(checks, log);
         return checks.ok() ? std::string() : checks.verdict() + "log:" + dump(log);

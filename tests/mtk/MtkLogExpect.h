@@ -12,7 +12,8 @@
 
 #include "LogCapture.h"
 #include "LogExpect.h"
-#include "LogTestSupport.h"
+#include "LogExpect.h"
+#include "LogLevelScope.h"
 
 namespace mtktest {
 
@@ -36,7 +37,7 @@ struct KavoLine {
 inline bool matches(const testsupport::LogLine& logged, const KavoLine& expected) {
     if (logged.tag != kPluginTag || logged.priority != expected.priority)
         return false;
-    const algocoretest::HeadedLine parsed = algocoretest::parseHeadedLine(logged);
+    const testsupport::HeadedLine parsed = testsupport::parseHeadedLine(logged);
     return "[" + parsed.word + "]" == testsupport::levelWord(expected.priority) &&
            parsed.file == expected.file && parsed.function == expected.function &&
            parsed.message == expected.message;
@@ -104,7 +105,7 @@ inline std::vector<std::string> infoTrace(const testsupport::LogCapture& log,
     for (const testsupport::LogLine& line : log.lines()) {
         if (line.tag != kPluginTag || line.priority != ANDROID_LOG_INFO)
             continue;
-        const algocoretest::HeadedLine parsed = algocoretest::parseHeadedLine(line);
+        const testsupport::HeadedLine parsed = testsupport::parseHeadedLine(line);
         if (parsed.word == "INFO" && parsed.file == file) {
             trace.push_back(parsed.function + "() " + parsed.message);
         }
