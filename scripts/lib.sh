@@ -41,7 +41,8 @@ install_packages() {
     fi
 }
 
-# configure_and_build <build-dir> [cmake arguments...]; BUILD_TARGET limits what is built.
+# configure_and_build <build-dir> [cmake arguments...]; BUILD_TARGET (one or more target names,
+# separated by spaces) limits what is built.
 configure_and_build() {
     local dir=$1
     shift
@@ -50,5 +51,6 @@ configure_and_build() {
         cat "$dir/configure.log" >&2
         return 1
     }
-    cmake --build "$dir" -j "$(nproc)" ${BUILD_TARGET:+--target "$BUILD_TARGET"}
+    # shellcheck disable=SC2086
+    cmake --build "$dir" -j "$(nproc)" ${BUILD_TARGET:+--target $BUILD_TARGET}
 }
