@@ -100,8 +100,10 @@ int algoInitHandleV1(void** handle, void* param) {
         return SDK_FAILURE;
     }
 
+    // The Neuron path never names an accelerator; "(null)" is what the C library prints for it on
+    // a phone, spelt out so that every C library prints the same.
     KAVO_LOGE("acc_mode:%d, acc_name:%s, exe_mode:%d", modelCfg.acc_mode,
-              modelCfg.acc_name ? modelCfg.acc_name : "", modelCfg.exe_mode);
+              modelCfg.acc_name ? modelCfg.acc_name : "(null)", modelCfg.exe_mode);
     KAVO_LOGE("deviceKind:%d, MDLACoreOption:%d, preference:%d, priority:%d, boostValue:%d",
               modelCfg.env_options.deviceKind, modelCfg.env_options.MDLACoreOption,
               modelCfg.qos_options.preference, modelCfg.qos_options.priority,

@@ -4,6 +4,7 @@
 #pragma once
 
 #include <string>
+#include <string_view>
 
 namespace bodysegment {
 
@@ -15,12 +16,14 @@ struct Settings {
     int param0;
     float scale;
     int param1;
-    std::string model_path;
-    std::string cache_dir;
-    std::string input_dir;
-    std::string output_dir;
-    std::string output_dir2;
-    std::string dump_name;
+    // The default locations name string literals: building a Settings for every frame allocates
+    // nothing.
+    std::string_view model_path;
+    std::string_view cache_dir;
+    std::string_view input_dir;
+    std::string_view output_dir;
+    std::string_view output_dir2;
+    std::string_view dump_name;
     int stride;
     int scan;
     int width;

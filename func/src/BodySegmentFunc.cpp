@@ -1,14 +1,48 @@
+// Image preparation and mask output: the frame turned into the network input, the labels turned
+// back into the host's mask, and the stopwatches, directory maker and dump helpers around them.
+// One source file, so that every line these functions log carries its name.
+#include "BodySegmentFunc.h"
+
+#include <errno.h>
+#include <string.h>
+#include <sys/stat.h>
+#include <time.h>
+#include <unistd.h>
+
 #include <cstddef>
+#include <cstring>
+#include <fstream>
 
 #include <libyuv/convert.h>
 #include <libyuv/convert_argb.h>
 #include <libyuv/rotate.h>
 #include <libyuv/scale.h>
 
-#include "BodySegmentFunc.h"
 #include "LogPrintf.h"
 
 namespace bodysegment {
+
+// The frame fields default to the main sensor's full-resolution capture (3280 x 2464, stride
+// 3328); the network size and channel count are constants of the model.
+Settings::Settings()
+    : param0(0),
+      scale(1.0f),
+      param1(0),
+      model_path("/data/local/tmp/model/qint8_model.tflite"),
+      cache_dir("/data/local/tmp/body_segment_cache"),
+      input_dir("/data/local/tmp/input"),
+      output_dir("/data/local/tmp/output"),
+      output_dir2("/data/local/tmp/output"),
+      dump_name("out"),
+      stride(3328),
+      scan(2464),
+      width(3280),
+      height(2464),
+      net_width(342),
+      net_height(456),
+      channels(3),
+      orientation(0),
+      image_type(5) {}
 
 namespace {
 
@@ -88,6 +122,92 @@ int pre_process_bodysegment(const unsigned char* src, unsigned char* dst_rgb,
         KAVO_LOGE("pre_proces_bodysegment failed");
     }
     return result;
+}
+
+namespace {
+
+// The exact inverse of the turn that made the network input upright.
+libyuv::RotationMode frameTurn(int orientation) {
+    return (orientation == 90 || orientation == 180) ? libyuv::kRotate270 : libyuv::kRotate90;
+}
+
+}  // namespace
+
+int post_process_bodysegment(unsigned char* dst_mask, const unsigned char* src_labels,
+                             const Settings* settings) {
+    if (dst_mask == nullptr || src_labels == nullptr || settings == nullptr) {
+        KAVO_LOGE("send nullptr to post_proces_bodysegment");
+        return -1;
+    }
+    const int result = libyuv::RotatePlane(src_labels, settings->net_width, dst_mask,
+                                           settings->net_height, settings->net_width,
+                                           settings->net_height, frameTurn(settings->orientation));
+    if (result != 0) {
+        KAVO_LOGE("post_proces_bodysegment failed");
+    }
+    return result;
+}
+
+namespace {
+
+unsigned long long monotonicMicros() {
+    timespec now{};
+    clock_gettime(CLOCK_MONOTONIC, &now);
+    return static_cast<unsigned long long>(now.tv_sec) * 1000000ULL +
+           static_cast<unsigned long long>(now.tv_nsec) / 1000ULL;
+}
+
+}  // namespace
+
+void time_start(unsigned long long* t) {
+    *t = monotonicMicros();
+}
+
+// A stopwatch that was never started (0) therefore reports the clock's absolute value.
+void time_end(unsigned long long* t, const char* label) {
+    const unsigned long long elapsed = monotonicMicros() - *t;
+    *t = 0;
+    KAVO_LOGD("%s = %llu ms", label, elapsed / 1000ULL);
+}
+
+int make_dir(const char* path) {
+    int result = access(path, F_OK);
+    if (result == 0) {
+        KAVO_LOGI("%s existing", path);
+        return result;
+    }
+    KAVO_LOGI("%s not existing, now make it", path);
+    result = mkdir(path, 0700);
+    if (result == 0) {
+        KAVO_LOGI("make successfully");
+    } else {
+        const int err = errno;
+        KAVO_LOGE("mkdir error: errno_%d, %s", err, strerror(err));
+    }
+    return result;
+}
+
+int visual_bgr(const unsigned char* labels, unsigned count, unsigned char* dst,
+               unsigned char palette[][3]) {
+    if (labels == nullptr || dst == nullptr || palette == nullptr) {
+        KAVO_LOGE("send nullptr to visual_bgr");
+        return -1;
+    }
+    for (unsigned i = 0; i < count; ++i) {
+        std::memcpy(dst + 3 * static_cast<size_t>(i), palette[labels[i]], 3);
+    }
+    return 0;
+}
+
+void writeFile(std::string path, const unsigned char* data, unsigned size) {
+    std::ofstream out(path, std::ios::binary | std::ios::trunc);
+    if (!out.is_open()) {
+        KAVO_LOGE("output file not found");
+        return;
+    }
+    out.write(reinterpret_cast<const char*>(data), size);
+    out.close();
+    KAVO_LOGI("write to %s successfully", path.c_str());
 }
 
 }  // namespace bodysegment
