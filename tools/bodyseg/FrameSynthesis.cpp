@@ -6,25 +6,12 @@
 
 #include <cstring>
 
+#include "I420.h"
 #include "Turn.h"
 
 namespace bodyseg {
 
 namespace {
-
-// A planar I420 picture with tight pitches.
-struct I420 {
-    int width;
-    int height;
-    std::vector<uint8_t> bytes;
-
-    I420(int w, int h)
-        : width(w), height(h), bytes(static_cast<size_t>(w) * static_cast<size_t>(h) * 3 / 2) {}
-    uint8_t* y() { return bytes.data(); }
-    uint8_t* u() { return bytes.data() + static_cast<size_t>(width) * height; }
-    uint8_t* v() { return u() + static_cast<size_t>(width / 2) * (height / 2); }
-    int halfWidth() const { return width / 2; }
-};
 
 // `to` must have the turned size.
 int turn(I420& from, I420& to, int clockwiseDegrees) {
@@ -84,14 +71,27 @@ RgbImage cropToEven(const RgbImage& photo) {
     return even;
 }
 
+I420 planarFromPicture(const RgbImage& picture) {
+    I420 planes(picture.width, picture.height);
+    libyuv::RAWToI420(picture.pixels.data(), picture.width * 3, planes.y(), planes.width,
+                      planes.u(), planes.halfWidth(), planes.v(), planes.halfWidth(), planes.width,
+                      planes.height);
+    return planes;
+}
+
+I420 planarFromFrame(const Frame& frame) {
+    I420 planes(frame.width, frame.height);
+    const auto split = frame.format == PixelFormat::NV21 ? libyuv::NV21ToI420 : libyuv::NV12ToI420;
+    split(frame.luma(), frame.stride, frame.chroma(), frame.stride, planes.y(), planes.width,
+          planes.u(), planes.halfWidth(), planes.v(), planes.halfWidth(), planes.width,
+          planes.height);
+    return planes;
+}
+
 RgbImage uprightPicture(const Frame& frame) {
     const bool swap = swapsSides(frame.orientation);
-    I420 sensor(frame.width, frame.height);
+    I420 sensor = planarFromFrame(frame);
     I420 upright(swap ? frame.height : frame.width, swap ? frame.width : frame.height);
-    const auto split = frame.format == PixelFormat::NV21 ? libyuv::NV21ToI420 : libyuv::NV12ToI420;
-    split(frame.luma(), frame.stride, frame.chroma(), frame.stride, sensor.y(), sensor.width,
-          sensor.u(), sensor.halfWidth(), sensor.v(), sensor.halfWidth(), sensor.width,
-          sensor.height);
     turn(sensor, upright, frame.orientation);
     RgbImage picture;
     picture.width = upright.width;

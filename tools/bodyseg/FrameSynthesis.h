@@ -7,6 +7,7 @@
 #include <string>
 
 #include "Frame.h"
+#include "I420.h"
 #include "ImageIo.h"
 
 namespace bodyseg {
@@ -28,6 +29,11 @@ RgbImage cropToEven(const RgbImage& photo);
 
 // The upright RGB picture of a frame: converted and turned clockwise by its orientation.
 RgbImage uprightPicture(const Frame& frame);
+
+// The planes of a picture (BT.601 limited range) and of a frame (without its padding), as video
+// files store them.
+I420 planarFromPicture(const RgbImage& picture);
+I420 planarFromFrame(const Frame& frame);
 
 // A frame for timing: a smooth luma ramp with neutral chroma, so that no two rows are equal.
 Frame syntheticFrame(PixelFormat format, int orientation, int width, int height, int stride,

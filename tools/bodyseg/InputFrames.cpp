@@ -49,17 +49,14 @@ bool loadRawDump(const Input& input, int orientation, const RawGeometry& raw, Lo
         return false;
     const size_t needed = frameBytes(frame.stride, frame.scan);
     const size_t got = frame.bytes.size();
-    if (got < needed) {
+    // A dump of several frames is a sequence, read by SequenceReader.
+    if (got != needed) {
         *error = input.path + " has " + std::to_string(got) + " bytes; " + geometry(frame) +
                  " needs " + std::to_string(needed);
         return false;
     }
-    frame.bytes.resize(needed);
     loaded->picture = uprightPicture(frame);
     loaded->description = "raw " + geometry(frame);
-    if (got > needed) {
-        loaded->description += " (" + std::to_string(got - needed) + " trailing bytes ignored)";
-    }
     return true;
 }
 

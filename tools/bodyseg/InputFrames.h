@@ -25,8 +25,7 @@ struct LoadedFrame {
 };
 
 // Photos are cut to even sides and converted with `photoLayout`; raw dumps take their geometry
-// from `raw` and the orientation from `photoLayout`, and must hold at least a whole frame (bytes
-// past it are ignored and counted in the description).
+// from `raw` and the orientation from `photoLayout`, and must hold exactly one frame.
 bool loadFrame(const Input& input, const FrameLayout& photoLayout, const RawGeometry& raw,
                LoadedFrame* loaded, std::string* error);
 

@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-const char kKnownKinds[] = ".png, .jpg, .jpeg, .nv21, .nv12 or .yuv";
+const char kKnownKinds[] = ".png, .jpg, .jpeg, .nv21, .nv12, .yuv or .y4m";
 
 std::string lowerExtension(const std::string& path) {
     std::string ext = fs::path(path).extension().string();
@@ -26,7 +26,7 @@ std::string lowerExtension(const std::string& path) {
     return ext;
 }
 
-// False for a name that is neither a photo nor a raw dump.
+// False for a name that is neither a photo, a raw dump nor a video.
 bool classify(const std::string& path, PixelFormat yuvFormat, Input* input) {
     const std::string ext = lowerExtension(path);
     input->path = path;
@@ -38,6 +38,8 @@ bool classify(const std::string& path, PixelFormat yuvFormat, Input* input) {
         input->rawFormat = ext == ".nv21"   ? PixelFormat::NV21
                            : ext == ".nv12" ? PixelFormat::NV12
                                             : yuvFormat;
+    } else if (ext == ".y4m") {
+        input->kind = InputKind::Y4m;
     } else {
         return false;
     }

@@ -1,5 +1,6 @@
 // The inputs of a run: the files named on the command line, the files of the directories named
-// there and the paths of a list file, each classified by its name as a photo or a raw dump.
+// there and the paths of a list file, each classified by its name as a photo, a raw dump or a
+// YUV4MPEG2 video.
 #pragma once
 
 #include <string>
@@ -9,7 +10,7 @@
 
 namespace bodyseg {
 
-enum class InputKind { Photo, RawDump };
+enum class InputKind { Photo, RawDump, Y4m };
 
 struct Input {
     std::string path;

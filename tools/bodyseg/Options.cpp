@@ -12,20 +12,30 @@ namespace {
 const char kUsage[] =
     R"(usage: bodyseg [options] --config FILE --model FILE INPUT...
        bodyseg bench [options] --config FILE --model FILE [--size WxH] [--frames N]
+       bodyseg pan [--size WxH] [--frames N] [--orientation DEG] [--force] PHOTO OUT.y4m
 
 Drives libVLAlgoCamAIBeautyBodyDetection.so exactly as a camera host does: loads it, takes its
 function table, makes the vendor runtime available, creates a handle from a model configuration
 and the (encrypted) model read into memory, sends frames and releases the handle.
 
-Inputs: PNG or JPEG photos, raw NV21/NV12 dumps (.nv21, .nv12, .yuv) and directories (their
-files of those kinds, sorted by name). A photo is taken as the upright picture and turned into
-the frame a sensor mounted at --orientation delivers; a raw dump is a frame as it is.
+Inputs: PNG or JPEG photos, raw NV21/NV12 dumps (.nv21, .nv12, .yuv), YUV4MPEG2 videos (.y4m,
+4:2:0: C420, C420jpeg, C420paldv, C420mpeg2 or no C tag) and directories (their files of those
+kinds, sorted by name). A photo is taken as the upright picture and turned into the frame a
+sensor mounted at --orientation delivers; raw dumps and video frames are frames as they are.
+A raw dump of several whole frames and every video are sequences: one handle, frames in order,
+each frame read from the file when it is sent.
 
 Outputs per input, into --out DIR (nothing is overwritten without --force):
   <name>_mask.png     the 456x342 mask as the plug-in wrote it (sensor orientation), an 8-bit
                       palette PNG: pixel values are the labels, each label has its own colour
   <name>_overlay.png  the upright picture with the labelled pixels tinted and outlined
   <name>_mask.bin     (--raw-mask) the 155952 mask bytes exactly as the plug-in wrote them
+Outputs per sequence:
+  <name>_overlay.y4m  the upright overlays of every frame, a C420jpeg video
+  <name>_steadiness.csv  per frame: person share, IoU of the person (non-zero labels) with the
+                      previous frame, share of changed labels, stage times
+  <name>_overlay_first.png, _middle.png, _last.png, _least_steady.png (lowest IoU)
+  <name>_masks.bin    (--raw-mask) the masks of every frame, 155952 bytes each
 
 Plug-in and runtime:
   --config FILE         JSON model configuration (required)
@@ -58,10 +68,18 @@ Run mode:
   --out DIR             output directory (default ./bodyseg-out)
   --raw-mask            also write <name>_mask.bin
   --force               overwrite existing outputs
+  --frames A:B          frames A to B-1 of every sequence, counted from 0; A: and :B leave a
+                        side open, a B past the end stops at the end (default: all)
 
 Bench mode:
   --frames N            frames to time (default 50)
   --warmup N            frames sent first and not counted (default 1)
+
+Pan mode (a demonstration sequence made from a photo, nothing else needed):
+  --size WxH            the window moved across the photo, upright (default 3/4 of each side)
+  --frames N            frames, the window moving from the left edge to the right (default 8)
+  --orientation DEG     frames as a sensor mounted so delivers them (default 90)
+  --force               overwrite OUT.y4m
 
   -h, --help            this text
 
@@ -75,23 +93,40 @@ struct OptionRule {
     Arg arg;
     bool run;    // accepted in run mode
     bool bench;  // accepted in bench mode
+    bool pan;    // accepted in pan mode
 };
 
 const OptionRule kOptionRules[] = {
-    {"--config", Arg::Value, true, true},      {"--model", Arg::Value, true, true},
-    {"--runtime", Arg::Value, true, true},     {"--plugin", Arg::Value, true, true},
-    {"--api", Arg::Value, true, true},         {"--standin-dir", Arg::Value, true, true},
-    {"--standin", Arg::Value, true, true},     {"--prop", Arg::Value, true, true},
-    {"--log-level", Arg::Value, true, true},   {"--cache-dir", Arg::Value, true, true},
-    {"--verbose", Arg::None, true, true},      {"--format", Arg::Value, true, true},
-    {"--orientation", Arg::Value, true, true}, {"--stride-pad", Arg::Value, true, false},
-    {"--scan-pad", Arg::Value, true, false},   {"--size", Arg::Value, true, true},
-    {"--stride", Arg::Value, true, true},      {"--scan", Arg::Value, true, true},
-    {"--list", Arg::Value, true, false},       {"--out", Arg::Value, true, false},
-    {"--raw-mask", Arg::None, true, false},    {"--force", Arg::None, true, false},
-    {"--frames", Arg::Value, false, true},     {"--warmup", Arg::Value, false, true},
-    {"--help", Arg::None, true, true},
+    {"--config", Arg::Value, true, true, false},
+    {"--model", Arg::Value, true, true, false},
+    {"--runtime", Arg::Value, true, true, false},
+    {"--plugin", Arg::Value, true, true, false},
+    {"--api", Arg::Value, true, true, false},
+    {"--standin-dir", Arg::Value, true, true, false},
+    {"--standin", Arg::Value, true, true, false},
+    {"--prop", Arg::Value, true, true, false},
+    {"--log-level", Arg::Value, true, true, false},
+    {"--cache-dir", Arg::Value, true, true, false},
+    {"--verbose", Arg::None, true, true, false},
+    {"--format", Arg::Value, true, true, false},
+    {"--orientation", Arg::Value, true, true, true},
+    {"--stride-pad", Arg::Value, true, false, false},
+    {"--scan-pad", Arg::Value, true, false, false},
+    {"--size", Arg::Value, true, true, true},
+    {"--stride", Arg::Value, true, true, false},
+    {"--scan", Arg::Value, true, true, false},
+    {"--list", Arg::Value, true, false, false},
+    {"--out", Arg::Value, true, false, false},
+    {"--raw-mask", Arg::None, true, false, false},
+    {"--force", Arg::None, true, false, true},
+    {"--frames", Arg::Value, true, true, true},
+    {"--warmup", Arg::Value, false, true, false},
+    {"--help", Arg::None, true, true, true},
 };
+
+bool accepts(const OptionRule& rule, Mode mode) {
+    return mode == Mode::Bench ? rule.bench : mode == Mode::Pan ? rule.pan : rule.run;
+}
 
 const OptionRule* findOptionRule(const std::string& name) {
     for (const OptionRule& rule : kOptionRules) {
@@ -238,8 +273,10 @@ bool apply(const std::string& name, const std::string& value, Options* o, std::s
         o->rawMask = true;
     } else if (name == "--force") {
         o->force = true;
+    } else if (name == "--frames" && o->mode == Mode::Run) {
+        return parseFrameRange(value, &o->frameRange, error);
     } else if (name == "--frames") {
-        return parseInt(name, value, 1, 1000000, &o->frames, error);
+        return parseInt(name, value, o->mode == Mode::Pan ? 2 : 1, 1000000, &o->frames, error);
     } else if (name == "--warmup") {
         return parseInt(name, value, 0, 1000000, &o->warmup, error);
     }
@@ -248,6 +285,13 @@ bool apply(const std::string& name, const std::string& value, Options* o, std::s
 
 // Rules that involve more than one option.
 bool checkCombination(Options* o, std::string* error) {
+    if (o->mode == Mode::Pan) {
+        if (o->inputs.size() != 2) {
+            *error = "pan takes a photo and the .y4m file to write (see bodyseg --help)";
+            return false;
+        }
+        return true;
+    }
     if (o->configPath.empty()) {
         *error = "--config FILE is required (see bodyseg --help)";
         return false;
@@ -288,8 +332,12 @@ bool parseOptions(int argc, char** argv, Options* o, std::string* error) {
     if (argc > 1 && std::strcmp(argv[1], "bench") == 0) {
         o->mode = Mode::Bench;
         first = 2;
+    } else if (argc > 1 && std::strcmp(argv[1], "pan") == 0) {
+        o->mode = Mode::Pan;
+        o->frames = 8;
+        first = 2;
     }
-    const char* modeName = o->mode == Mode::Bench ? "bench" : "run";
+    const char* modeName = o->mode == Mode::Bench ? "bench" : o->mode == Mode::Pan ? "pan" : "run";
     bool onlyInputsFollow = false;
     for (int i = first; i < argc; ++i) {
         std::string arg = argv[i];
@@ -326,7 +374,7 @@ bool parseOptions(int argc, char** argv, Options* o, std::string* error) {
             o->mode = Mode::Help;
             return true;
         }
-        if (!(o->mode == Mode::Bench ? rule->bench : rule->run)) {
+        if (!accepts(*rule, o->mode)) {
             *error = arg + " is not an option of " + modeName + " mode";
             return false;
         }

@@ -8,10 +8,12 @@
 #include <vector>
 
 #include "Frame.h"
+#include "FrameRange.h"
 
 namespace bodyseg {
 
-enum class Mode { Run, Bench, Help };
+// Pan makes a demonstration sequence: a window moved across a photo, written as a .y4m video.
+enum class Mode { Run, Bench, Pan, Help };
 
 // Which export hands out the function table: getAlgoAPI (eight slots) or get_algo_api (the larger
 // table whose processImage takes the Image directly and which has no statusToString).
@@ -44,7 +46,7 @@ struct Options {
     int orientation = 90;
     int stridePad = 0;  // photos
     int scanPad = 0;
-    int width = 0;  // --size: raw dumps and bench frames; 0 when not given
+    int width = 0;  // --size: raw dumps, bench frames, pan's window; 0 when not given
     int height = 0;
     int stride = 0;  // --stride / --scan: 0 means the width / height
     int scan = 0;
@@ -53,8 +55,9 @@ struct Options {
     std::string outDir = "bodyseg-out";
     bool rawMask = false;
     bool force = false;
+    FrameRange frameRange;  // --frames A:B, of sequences
 
-    // Bench mode.
+    // Bench mode; pan mode's frame count.
     int frames = 50;
     int warmup = 1;
 

@@ -39,22 +39,26 @@ OutputPaths outputPathsFor(const std::string& outDir, const Input& input, bool r
     return {base + "_mask.png", base + "_overlay.png", rawMask ? base + "_mask.bin" : ""};
 }
 
-bool prepareOutputs(const std::string& outDir, const std::vector<Input>& inputs, bool rawMask,
-                    bool force, std::string* error) {
-    std::map<std::string, std::string> writers;  // mask path -> input
-    for (const Input& input : inputs) {
-        const OutputPaths paths = outputPathsFor(outDir, input, rawMask);
-        const auto [earlier, fresh] = writers.emplace(paths.mask, input.path);
-        if (!fresh) {
-            *error = "inputs " + earlier->second + " and " + input.path + " would both write " +
-                     paths.mask;
-            return false;
-        }
-        if (force)
-            continue;
-        for (const std::string* path : {&paths.mask, &paths.overlay, &paths.rawMask}) {
-            if (!path->empty() && exists(*path)) {
-                *error = *path + " exists (use --force to overwrite)";
+std::vector<std::string> allPaths(const OutputPaths& paths) {
+    std::vector<std::string> all{paths.mask, paths.overlay};
+    if (!paths.rawMask.empty())
+        all.push_back(paths.rawMask);
+    return all;
+}
+
+bool prepareOutputs(const std::string& outDir, const std::vector<PlannedOutputs>& plans, bool force,
+                    std::string* error) {
+    std::map<std::string, std::string> writers;  // output path -> input
+    for (const PlannedOutputs& plan : plans) {
+        for (const std::string& path : plan.paths) {
+            const auto [earlier, fresh] = writers.emplace(path, plan.input);
+            if (!fresh) {
+                *error = "inputs " + earlier->second + " and " + plan.input + " would both write " +
+                         path;
+                return false;
+            }
+            if (!force && exists(path)) {
+                *error = path + " exists (use --force to overwrite)";
                 return false;
             }
         }

@@ -11,6 +11,8 @@
 #include "MaskImages.h"
 #include "Outputs.h"
 #include "Progress.h"
+#include "SequencePlan.h"
+#include "SequenceRun.h"
 #include "Session.h"
 
 namespace bodyseg {
@@ -37,6 +39,18 @@ std::string stageLine(const FrameResult& result) {
     return line + call;
 }
 
+std::vector<PlannedOutputs> plannedOutputs(const Options& options, const std::vector<Input>& inputs,
+                                           const std::vector<SequencePlan>& sequences) {
+    std::vector<PlannedOutputs> plans;
+    for (size_t i = 0; i < inputs.size(); ++i) {
+        plans.push_back({inputs[i].path, sequences[i].reader
+                                             ? sequences[i].paths.all()
+                                             : allPaths(outputPathsFor(options.outDir, inputs[i],
+                                                                       options.rawMask))});
+    }
+    return plans;
+}
+
 // Raw dumps without a size are refused before the handle is created.
 bool rawDumpsHaveSize(const Options& options, const std::vector<Input>& inputs,
                       std::string* error) {
@@ -56,9 +70,12 @@ int runInputs(const Options& options) {
     std::string error;
     Session session;
     std::vector<std::string> setup;
+    std::vector<SequencePlan> sequences;
     if (!collectInputs(options.inputs, options.listFile, options.format, &inputs, &error) ||
         !rawDumpsHaveSize(options, inputs, &error) ||
-        !prepareOutputs(options.outDir, inputs, options.rawMask, options.force, &error) ||
+        !planSequences(options, inputs, &sequences, &error) ||
+        !prepareOutputs(options.outDir, plannedOutputs(options, inputs, sequences), options.force,
+                        &error) ||
         !session.open(options, &setup, &error)) {
         std::fprintf(stderr, "bodyseg: %s\n", error.c_str());
         return 1;
@@ -76,6 +93,21 @@ int runInputs(const Options& options) {
     for (size_t i = 0; i < total; ++i) {
         const Input& input = inputs[i];
         progress.show(i, input.path);
+        if (sequences[i].reader) {
+            const SequencePlan& plan = sequences[i];
+            progress.clear();
+            std::printf("[%zu/%zu] %s: %s, orientation %d; frames %zu to %zu of %zu\n", i + 1,
+                        total, input.path.c_str(), plan.reader->description().c_str(),
+                        options.orientation, plan.range.first, plan.range.end - 1,
+                        plan.reader->frameCount());
+            if (runSequence(session, *plan.reader, plan.range, plan.paths, !options.verbose,
+                            &error)) {
+                ++written;
+            } else {
+                printError(progress, error);
+            }
+            continue;
+        }
         LoadedFrame loaded;
         if (!loadFrame(input, layout, raw, &loaded, &error)) {
             printError(progress, error);

@@ -1,5 +1,6 @@
-// Where the tool looks for what it was not told about: the build (and install) layout puts the
-// tool in bin/, the plug-in in lib/ and the runtime stand-ins in lib/standin/.
+// Where the tool looks for what it was not told about, from its own location (/proc/self/exe):
+// first the installed kit's layout (bin/, lib/, lib/bodyseg/standin/), then the build's (bin/,
+// lib/, lib/standin/), so that one binary works from the build tree and from any install prefix.
 #pragma once
 
 #include <string>
@@ -8,8 +9,8 @@
 
 namespace bodyseg {
 
-std::string defaultPluginPath();  // <tool dir>/../lib/libVLAlgoCamAIBeautyBodyDetection.so
-std::string defaultStandinDir();  // <tool dir>/../lib/standin
+std::string defaultPluginPath();  // <lib dir>/libVLAlgoCamAIBeautyBodyDetection.so
+std::string defaultStandinDir();  // the stand-in runtimes' directory
 std::string defaultCacheDir();    // $TMPDIR/bodyseg-cache, /tmp without TMPDIR
 
 // The library that provides a runtime's C ABI, by the name the plug-in opens it with.
