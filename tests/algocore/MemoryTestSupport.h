@@ -1,5 +1,6 @@
-// A fixture for tests of the memory registry: tracing on, INFO lines captured, the host mirror off,
-// and a check that each test gave back everything it registered (the registry is process-wide).
+// A fixture for tests of the memory registry: tracing on, mirrored into a host map, INFO lines
+// captured, and a check that each test gave back everything it registered on both sides (the
+// registry is process-wide).
 #pragma once
 
 #include <gtest/gtest.h>
@@ -8,6 +9,7 @@
 
 #include "ALGOGalloc.h"
 #include "APSAlgoMemTrace.h"
+#include "ApsMemMap.h"
 #include "LogCapture.h"
 #include "LogExpect.h"
 #include "LogLevelScope.h"
@@ -17,19 +19,22 @@ namespace algocoretest {
 class TracedRegistryTest : public testing::Test {
   protected:
     void SetUp() override {
-        savedDebugEnable_ = kavo::AlgorithmMemory::sDebugEnable;
         kavo::AlgorithmMemory::sDebugEnable = 1;
-        kavo::APSAlgoMemTrace::sAPSMemEnable = 0;
+        kavo::APSMemMapInfo info = host_.info();
+        ASSERT_EQ(kavo::APSAlgoMemTrace::setAPSMemInfo(&info), 0);
         ASSERT_EQ(registeredCount(), 0u) << "an earlier test left records behind";
-        ASSERT_EQ(kavo::AlgorithmMemory::getTotalMemSize(), 0u);
+        capture_.clear();
     }
 
+    // Mirroring goes off before the host map does.
     void TearDown() override {
         kavo::AlgorithmMemory::sDebugEnable = 1;
         EXPECT_EQ(registeredCount(), 0u) << "the test left records behind";
         EXPECT_EQ(kavo::AlgorithmMemory::getTotalMemSize(), 0u);
+        EXPECT_EQ(host_.nativeRecordCount(), 0u);
+        EXPECT_EQ(host_.nativeUsingSize(), 0u);
         kavo::APSAlgoMemTrace::sAPSMemEnable = 0;
-        kavo::AlgorithmMemory::sDebugEnable = savedDebugEnable_;
+        kavo::AlgorithmMemory::sDebugEnable = 0;
     }
 
     static size_t registeredCount() {
@@ -37,24 +42,9 @@ class TracedRegistryTest : public testing::Test {
         return kavo::AlgorithmMemory::sMemMap.size();
     }
 
-    // A copy of the record of `p`; fails the test when there is none.
-    static kavo::AlgoMemInfo recordOf(void* p) {
-        std::lock_guard<std::mutex> guard(kavo::AlgorithmMemory::sMapLock);
-        const auto it = kavo::AlgorithmMemory::sMemMap.find(p);
-        EXPECT_NE(it, kavo::AlgorithmMemory::sMemMap.end());
-        return it != kavo::AlgorithmMemory::sMemMap.end() ? it->second : kavo::AlgoMemInfo{};
-    }
-
-    static bool registered(void* p) {
-        std::lock_guard<std::mutex> guard(kavo::AlgorithmMemory::sMapLock);
-        return kavo::AlgorithmMemory::sMemMap.count(p) != 0;
-    }
-
     testsupport::LogLevelScope level_{kavo::kLogError | kavo::kLogWarn | kavo::kLogInfo};
     testsupport::LogCapture capture_;
-
-  private:
-    int64_t savedDebugEnable_ = 0;
+    hostaps::ApsMemMap host_;
 };
 
 }  // namespace algocoretest

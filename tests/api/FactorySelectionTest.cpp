@@ -10,17 +10,13 @@
 
 namespace {
 
-TEST(FactorySelection, EachRuntimeValueMakesItsFactory) {
+TEST(FactorySelection, EachRuntimeValueMakesItsFactoryAndOthersNone) {
     std::unique_ptr<bodysegment::ModelImpFtyBase> neuropilot(bodysegment::createModelImpFactory(0));
     std::unique_ptr<bodysegment::ModelImpFtyBase> neuron(bodysegment::createModelImpFactory(1));
     EXPECT_NE(dynamic_cast<bodysegment::BodySegNeuropilotFty*>(neuropilot.get()), nullptr);
     EXPECT_NE(dynamic_cast<bodysegment::BodySegNeuronFty*>(neuron.get()), nullptr);
-}
-
-TEST(FactorySelection, UnknownRuntimeValuesMakeNoFactory) {
-    for (int value : {-1, 2, 3, 23, 65535}) {
+    for (int value : {-1, 2, 3, 23, 65535})
         EXPECT_EQ(bodysegment::createModelImpFactory(value), nullptr) << value;
-    }
 }
 
 }  // namespace

@@ -1,12 +1,18 @@
-// AES-128 against the published vectors of FIPS-197 (appendices A.1, C.1) and NIST SP 800-38A
-// (F.2, F.5), plus the chaining rules of CBC and CTR across calls.
+// AES-128 against the published vectors of FIPS-197 (A.1, C.1) and NIST SP 800-38A (F.2, F.5),
+// the chaining rules of CBC and CTR across calls, and model_parse: its refusals, and the packer's
+// model deciphered under the configured key back to the plain bytes.
+#include <android/log.h>
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <initializer_list>
 #include <string>
 #include <vector>
 
+#include "Decryption.h"
+#include "LogCapture.h"
+#include "LogExpect.h"
+#include "LogLevelScope.h"
+#include "TestInputs.h"
 #include "aes.h"
 
 namespace {
@@ -21,45 +27,83 @@ Bytes hex(const std::string& text) {
     return out;
 }
 
-const Bytes kSp800Key = hex("2b7e151628aed2a6abf7158809cf4f3c");
-const Bytes kSp800Plain =
-    hex("6bc1bee22e409f96e93d7e117393172aae2d8a571e03ac9c9eb76fac45af8e51"
-        "30c81c46a35ce411e5fbc1191a0a52eff69f2445df4f9b17ad2b417be66c3710");
-const Bytes kCbcIv = hex("000102030405060708090a0b0c0d0e0f");
-const Bytes kCbcCipher =
-    hex("7649abac8119b246cee98e9b12e9197d5086cb9b507219ee95db113a917678b2"
-        "73bed6b8e3c1743b7116e69e222295163ff1caa1681fac09120eca307586e1a7");
-const Bytes kCtrCounter = hex("f0f1f2f3f4f5f6f7f8f9fafbfcfdfeff");
-const Bytes kCtrCipher =
-    hex("874d6191b620e3261bef6864990db6ce9806f66b7970fdff8617187bb9fffdff"
-        "5ae4df3edbd5d35e5b4f09020db03eab1e031dda2fbe03d1792170a0f3009cee");
+const std::string kKey = "2b7e151628aed2a6abf7158809cf4f3c";
+const std::string kPlain =
+    "6bc1bee22e409f96e93d7e117393172aae2d8a571e03ac9c9eb76fac45af8e51"
+    "30c81c46a35ce411e5fbc1191a0a52eff69f2445df4f9b17ad2b417be66c3710";
+const std::string kCbcCipher =
+    "7649abac8119b246cee98e9b12e9197d5086cb9b507219ee95db113a917678b2"
+    "73bed6b8e3c1743b7116e69e222295163ff1caa1681fac09120eca307586e1a7";
+const std::string kCtrCipher =
+    "874d6191b620e3261bef6864990db6ce9806f66b7970fdff8617187bb9fffdff"
+    "5ae4df3edbd5d35e5b4f09020db03eab1e031dda2fbe03d1792170a0f3009cee";
+const std::string kCbcIv = "000102030405060708090a0b0c0d0e0f";
+const std::string kCtrIv = "f0f1f2f3f4f5f6f7f8f9fafbfcfdfeff";
 
-// Runs `mode` over `buf` under the SP 800-38A key in calls of the given lengths (the rest of the
-// buffer in the last call when they fall short); `ivAfter` receives the context's final Iv.
-Bytes run(Mode mode, const Bytes& iv, Bytes buf, std::initializer_list<uint32_t> calls = {},
-          Bytes* ivAfter = nullptr) {
-    AesCtx ctx;
-    AES_init_ctx_iv(&ctx, kSp800Key.data(), iv.data());
-    uint32_t offset = 0;
-    for (uint32_t length : calls) {
-        mode(&ctx, buf.data() + offset, length);
-        offset += length;
+// Iv ends as the last ciphertext block (CBC) or the next counter (CTR), so calls split at block
+// boundaries (an empty one too) continue one stream; CTR drops the rest of a partial block.
+TEST(Aes, PublishedVectorsInOneCallOrSeveral) {
+    const struct {
+        Mode mode;
+        std::string key, iv, in, out, ivAfter;
+        std::vector<uint32_t> calls;  // lengths of the first calls; the last takes the rest
+    } cases[] = {
+        {AES_CBC_encrypt_buffer, kKey, kCbcIv, kPlain, kCbcCipher, kCbcCipher.substr(96), {}},
+        {AES_CBC_decrypt_buffer, kKey, kCbcIv, kCbcCipher, kPlain, kCbcCipher.substr(96), {}},
+        {AES_CBC_encrypt_buffer, kKey, kCbcIv, kPlain, kCbcCipher, "", {16, 0, 32}},
+        {AES_CBC_decrypt_buffer, kKey, kCbcIv, kCbcCipher, kPlain, "", {32, 0}},
+        {AES_CTR_xcrypt_buffer,
+         kKey,
+         kCtrIv,
+         kPlain,
+         kCtrCipher,
+         "f0f1f2f3f4f5f6f7f8f9fafbfcfdff03",
+         {}},
+        {AES_CTR_xcrypt_buffer, kKey, kCtrIv, kCtrCipher, kPlain, "", {16, 32}},
+        // After a 4-byte call the next starts on a fresh block, the second block's keystream.
+        {AES_CTR_xcrypt_buffer,
+         kKey,
+         kCtrIv,
+         kPlain.substr(0, 8) + kPlain.substr(32, 32),
+         kCtrCipher.substr(0, 8) + kCtrCipher.substr(32, 32),
+         "",
+         {4}},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
+        AesCtx ctx;
+        AES_init_ctx_iv(&ctx, hex(c.key).data(), hex(c.iv).data());
+        Bytes buf = hex(c.in);
+        uint32_t offset = 0;
+        for (uint32_t length : c.calls) {
+            c.mode(&ctx, buf.data() + offset, length);
+            offset += length;
+        }
+        c.mode(&ctx, buf.data() + offset, static_cast<uint32_t>(buf.size()) - offset);
+        EXPECT_EQ(buf, hex(c.out));
+        if (!c.ivAfter.empty()) {
+            EXPECT_EQ(Bytes(ctx.Iv, ctx.Iv + AES_BLOCKLEN), hex(c.ivAfter));
+        }
     }
-    mode(&ctx, buf.data() + offset, static_cast<uint32_t>(buf.size()) - offset);
-    if (ivAfter != nullptr)
-        *ivAfter = Bytes(ctx.Iv, ctx.Iv + AES_BLOCKLEN);
-    return buf;
 }
 
-TEST(Aes, Fips197KeyScheduleAndOneBlock) {
+TEST(Aes, Fips197KeyScheduleOneBlockAndCounterWrap) {
     AesCtx ctx;
-    AES_init_ctx(&ctx, kSp800Key.data());
-    // A.1: the last round key, w[40..43], at the end of the context's schedule.
+    AES_init_ctx(&ctx, hex(kKey).data());
+    // A.1: the last round key, w[40..43], at the end of the schedule.
     EXPECT_EQ(Bytes(ctx.RoundKey + 160, ctx.RoundKey + 176),
               hex("d014f9a8c9ee2589e13f0cc8b6630ca6"));
+    // The keystream at counter all-ones is that block enciphered; the counter then wraps to zero.
+    Bytes keystream(16, 0);
+    AES_ctx_set_iv(&ctx, Bytes(16, 0xff).data());
+    AES_CTR_xcrypt_buffer(&ctx, keystream.data(), 16);
+    EXPECT_EQ(Bytes(ctx.Iv, ctx.Iv + 16), Bytes(16, 0));
+    Bytes allOnes(16, 0xff);
+    AES_ECB_encrypt(&ctx, allOnes.data());
+    EXPECT_EQ(keystream, allOnes);
 
     // C.1: one block under the key 000102..0f.
-    AES_init_ctx(&ctx, hex("000102030405060708090a0b0c0d0e0f").data());
+    AES_init_ctx(&ctx, hex(kCbcIv).data());
     Bytes block = hex("00112233445566778899aabbccddeeff");
     AES_ECB_encrypt(&ctx, block.data());
     EXPECT_EQ(block, hex("69c4e0d86a7b0430d8cdb78070b4c55a"));
@@ -67,45 +111,54 @@ TEST(Aes, Fips197KeyScheduleAndOneBlock) {
     EXPECT_EQ(block, hex("00112233445566778899aabbccddeeff"));
 }
 
-// Iv ends as the last ciphertext block, so split calls (an empty one too) continue one stream.
-TEST(Aes, Sp800_38aCbcInOneCallOrSeveral) {
-    const Bytes lastBlock(kCbcCipher.end() - 16, kCbcCipher.end());
-    Bytes iv;
-    EXPECT_EQ(run(AES_CBC_encrypt_buffer, kCbcIv, kSp800Plain, {}, &iv), kCbcCipher);
-    EXPECT_EQ(iv, lastBlock);
-    EXPECT_EQ(run(AES_CBC_decrypt_buffer, kCbcIv, kCbcCipher, {}, &iv), kSp800Plain);
-    EXPECT_EQ(iv, lastBlock);
-    EXPECT_EQ(run(AES_CBC_encrypt_buffer, kCbcIv, kSp800Plain, {16, 0, 32}), kCbcCipher);
-    EXPECT_EQ(run(AES_CBC_decrypt_buffer, kCbcIv, kCbcCipher, {32, 0}), kSp800Plain);
+TEST(ModelParse, RefusesShortSizesBeforeNullPointers) {
+    Bytes input(4096, 0x11);
+    Bytes output(4096, 0xee);
+    const struct {
+        void* input;
+        long size;
+        void* output;
+        const char* message;
+    } cases[] = {{input.data(), 2047, output.data(), "send wrong value to model_sparse\n"},
+                 {input.data(), -1, output.data(), "send wrong value to model_sparse\n"},
+                 {input.data(), 1000, nullptr, "send wrong value to model_sparse\n"},
+                 {nullptr, 2048, output.data(), "send nullptr to model_sparse\n"},
+                 {input.data(), 2048, nullptr, "send nullptr to model_sparse\n"}};
+    for (const auto& c : cases) {
+        testsupport::LogCapture log;
+        EXPECT_EQ(assist::model_parse(c.input, c.size, c.output), -1) << c.size;
+        EXPECT_TRUE(testsupport::onlyLine(log, ANDROID_LOG_ERROR, "model_parse", c.message));
+    }
+    EXPECT_EQ(output, Bytes(4096, 0xee));
 }
 
-TEST(Aes, Sp800_38aCtrEncryptsAndDecryptsAlike) {
-    Bytes iv;
-    EXPECT_EQ(run(AES_CTR_xcrypt_buffer, kCtrCounter, kSp800Plain, {}, &iv), kCtrCipher);
-    EXPECT_EQ(iv, hex("f0f1f2f3f4f5f6f7f8f9fafbfcfdff03"));
-    EXPECT_EQ(run(AES_CTR_xcrypt_buffer, kCtrCounter, kCtrCipher, {16, 32}), kSp800Plain);
-}
+// Regions A (offset 0) and B (offset N / 2, rounded down) are one CBC stream under the configured
+// key and IV; every other byte is copied as it is.
+TEST(ModelParse, DeciphersThePackersRegionsUnderTheConfiguredKey) {
+    for (const size_t size : {2048u, 2049u, 3001u, 300u * 1024}) {
+        const Bytes plain = testsupport::plainModel(size);
+        const Bytes stored = testsupport::encryptedModel(plain);
+        const size_t b = size / 2;
+        Bytes regions(stored.begin(), stored.begin() + 1024);
+        regions.insert(regions.end(), stored.begin() + b, stored.begin() + b + 1024);
+        AesCtx ctx;
+        AES_init_ctx_iv(&ctx, hex(BODYSEG_MODEL_KEY_HEX).data(), hex(BODYSEG_MODEL_IV_HEX).data());
+        AES_CBC_decrypt_buffer(&ctx, regions.data(), 2048);
+        EXPECT_EQ(Bytes(regions.begin(), regions.begin() + 1024),
+                  Bytes(plain.begin(), plain.begin() + 1024));
+        EXPECT_EQ(Bytes(regions.begin() + 1024, regions.end()),
+                  Bytes(plain.begin() + b, plain.begin() + b + 1024));
 
-TEST(Aes, CtrDropsTheRestOfAKeystreamBlockAtTheEndOfACall) {
-    const Bytes whole = run(AES_CTR_xcrypt_buffer, kCtrCounter, Bytes(20, 0));
-    EXPECT_EQ(run(AES_CTR_xcrypt_buffer, kCtrCounter, Bytes(20, 0), {16}), whole);
-    // After a 4-byte call the next call starts on a fresh block, the one a single call reaches
-    // at byte 16.
-    const Bytes split = run(AES_CTR_xcrypt_buffer, kCtrCounter, Bytes(20, 0), {4});
-    EXPECT_EQ(Bytes(split.begin(), split.begin() + 4), Bytes(whole.begin(), whole.begin() + 4));
-    EXPECT_EQ(Bytes(split.begin() + 4, split.begin() + 8), Bytes(whole.begin() + 16, whole.end()));
-}
-
-TEST(Aes, CtrCounterWrapsFromAllOnesToZero) {
-    const Bytes allOnes(16, 0xff);
-    Bytes iv;
-    const Bytes keystream = run(AES_CTR_xcrypt_buffer, allOnes, Bytes(16, 0), {}, &iv);
-    EXPECT_EQ(iv, Bytes(16, 0x00));
-    AesCtx ctx;
-    AES_init_ctx(&ctx, kSp800Key.data());
-    Bytes expected = allOnes;
-    AES_ECB_encrypt(&ctx, expected.data());
-    EXPECT_EQ(keystream, expected);
+        Bytes output(size);
+        testsupport::LogLevelScope level(kavo::kLogError | kavo::kLogInfo);
+        testsupport::LogCapture log;
+        ASSERT_EQ(assist::model_parse(const_cast<uint8_t*>(stored.data()), static_cast<long>(size),
+                                      output.data()),
+                  0);
+        EXPECT_TRUE(
+            testsupport::onlyLine(log, ANDROID_LOG_INFO, "model_parse", "model_sparse success\n"));
+        EXPECT_EQ(output, plain) << size;
+    }
 }
 
 }  // namespace

@@ -5,22 +5,18 @@
 #include <thread>
 #include <vector>
 
-#include "AssistTestSupport.h"
-#include "ModelPacking.h"
 #include "Decryption.h"
 #include "OptionConversions.h"
 #include "ParseParams.h"
+#include "TestInputs.h"
 
 namespace {
 
 TEST(AssistConcurrency, ModelParseConvertersAndParserRunOnManyThreads) {
-    const std::vector<uint8_t> plain(5000, 0x42);
-    std::vector<uint8_t> encrypted = plain;
-    modelpack::encryptModel(encrypted);
-    const std::string config = assisttest::writeTempFile(
-        "threads.json", R"({"Product": "P", "Platform": "MTK", "AISDK": "Neuropilot",
-        "ParamGroup": [{"Product": "P", "Platform": "MTK", "AISDK": "Neuropilot",
-        "AcceleratorName": "mtk-mdla"}]})");
+    const std::vector<uint8_t> plain = testsupport::plainModel(5000);
+    const std::vector<uint8_t> encrypted = testsupport::encryptedModel(plain);
+    const std::string config =
+        testsupport::writeTempFile("threads.json", testsupport::configJson("Neuropilot"));
     std::vector<std::thread> threads;
     std::vector<int> failures(4, 0);
     for (int t = 0; t < 4; ++t) {
@@ -34,7 +30,7 @@ TEST(AssistConcurrency, ModelParseConvertersAndParserRunOnManyThreads) {
                 mtk_ai_type::ModelCfg model{};
                 mtk_ai_type::GeneralCfg general{};
                 failures[t] += assist::parse_json(config.c_str(), model, general) != 0 ||
-                               std::string(model.acc_name) != "mtk-mdla";
+                               std::string(model.acc_name) != "mtk-neuron";
                 failures[t] += assist::NeuronRuntimeParseParam::String2RuntimeAPIQoSPriority(
                                    "NEURONRUNTIME_PRIORITY_HIGH") != 2;
             }

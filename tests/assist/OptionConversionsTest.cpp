@@ -3,10 +3,8 @@
 #include <gtest/gtest.h>
 
 #include <cstdint>
-#include <initializer_list>
-#include <iterator>
+#include <sstream>
 #include <string>
-#include <utility>
 
 #include "LogCapture.h"
 #include "LogExpect.h"
@@ -17,68 +15,61 @@
 namespace {
 
 using namespace assist;
+using Convert = int64_t (*)(const std::string&);
 
-template <typename Convert>
-void expectValues(Convert convert, std::initializer_list<std::pair<const char*, int64_t>> words) {
-    for (const auto& word : words) {
-        EXPECT_EQ(static_cast<int64_t>(convert(word.first)), word.second)
-            << '"' << word.first << '"';
-    }
+template <typename T, T (*F)(const std::string&)>
+int64_t value(const std::string& word) {
+    return static_cast<int64_t>(F(word));
 }
 
-// Each converter's words in vocabulary order, then near misses that give the default.
+// The accelerator name is the vocabulary's own text, valid for the library's life: its position.
+int64_t acceleratorEntry(const std::string& word) {
+    const char* name = NeuropilotParseParam::String2AcceleratorName(word);
+    for (int i = 0; i < 4; ++i) {
+        if (name == mtk_ai_params::neuropilotOptions.acceleratorName[i].c_str())
+            return i;
+    }
+    return -1;
+}
+
+// Each converter's words in vocabulary order as "word=value", then near misses that give the
+// default ("=v" is the empty word).
 TEST(OptionConversions, EveryWordAndUnknownWordsGiveTheirValues) {
     using namespace NeuropilotParseParam;
     using namespace NeuronRuntimeParseParam;
     using namespace GeneralParseParam;
-    expectValues(String2AccelerationMode, {{"NP_ACCELERATION_CPU", 0},
-                                           {"NP_ACCELERATION_NNAPI", 1},
-                                           {"NP_ACCELERATION_NEURON", 2},
-                                           {"np_acceleration_nnapi", 2},
-                                           {"NP_ACCELERATION_CPU ", 2}});
-    expectValues(String2ExecutionPreference, {{"kUndefined", -1},
-                                              {"kLowPower", 0},
-                                              {"kFastSingleAnswer", 1},
-                                              {"kSustainedSpeed", 2},
-                                              {"klowpower", 2},
-                                              {"", 2}});
-    expectValues(String2DeviceKind, {{"kEnvOptNullDevice", 1},
-                                     {"kEnvOptCModelDevice", 2},
-                                     {"kEnvOptHardware", 4},
-                                     {"kenvoptnulldevice", 4}});
-    expectValues(String2MDLACoreOption, {{"Auto", 0}, {"Single", 1}, {"Dual", 2}, {"auto", 1}});
-    expectValues(String2RuntimeAPIQoSPreference, {{"NEURONRUNTIME_PREFER_PERFORMANCE", 0},
-                                                  {"NEURONRUNTIME_PREFER_POWER", 1},
-                                                  {"PERFORMANCE", 1}});
-    expectValues(String2RuntimeAPIQoSPriority, {{"NEURONRUNTIME_PRIORITY_LOW", 0},
-                                                {"NEURONRUNTIME_PRIORITY_MED", 1},
-                                                {"NEURONRUNTIME_PRIORITY_HIGH", 2},
-                                                {"NEURONRUNTIME_PRIORITY_HIHG", 1}});
-    expectValues(String2RuntimeAPIQoSBoostValue, {{"NEURONRUNTIME_BOOSTVALUE_PROFILED", 101},
-                                                  {"NEURONRUNTIME_BOOSTVALUE_MAX", 100},
-                                                  {"NEURONRUNTIME_BOOSTVALUE_MIN", 0},
-                                                  {"NEURONRUNTIME_BOOSTVALUE_MINIMUM", 100}});
-    expectValues(String2AISDKTD, {{"Neuropilot", 0}, {"NeuronRuntime", 1}, {"neuronruntime", 0}});
-    expectValues(String2Decrption, {{"true", 1}, {"false", 0}, {"False", 1}});
-}
-
-// The name handed to the runtime is the table's own text, valid for the library's life, and its
-// lookup says at INFO how many names there are.
-TEST(OptionConversions, AcceleratorNamePointsIntoTheVocabulary) {
-    const auto& names = mtk_ai_params::neuropilotOptions.acceleratorName;
-    const char* const words[] = {"none", "mtk-neuron", "mtk-mdla", "mtk-vpu", "", "MTK-VPU", "gpu"};
-    for (size_t i = 0; i < std::size(words); ++i) {
-        const std::string word = words[i];
-        const size_t entry = i < std::size(names) ? i : 0;
-        EXPECT_EQ(NeuropilotParseParam::String2AcceleratorName(word), names[entry].c_str()) << word;
-        EXPECT_EQ(names[entry], i == entry ? word : "none");
+    const std::pair<Convert, const char*> converters[] = {
+        {value<int32_t, String2AccelerationMode>,
+         "NP_ACCELERATION_CPU=0 NP_ACCELERATION_NNAPI=1 NP_ACCELERATION_NEURON=2 "
+         "np_acceleration_nnapi=2 =2"},
+        {acceleratorEntry, "none=0 mtk-neuron=1 mtk-mdla=2 mtk-vpu=3 MTK-VPU=0 gpu=0 =0"},
+        {value<int32_t, String2ExecutionPreference>,
+         "kUndefined=-1 kLowPower=0 kFastSingleAnswer=1 kSustainedSpeed=2 klowpower=2 =2"},
+        {value<uint32_t, String2DeviceKind>,
+         "kEnvOptNullDevice=1 kEnvOptCModelDevice=2 kEnvOptHardware=4 kenvoptnulldevice=4"},
+        {value<uint32_t, String2MDLACoreOption>, "Auto=0 Single=1 Dual=2 auto=1"},
+        {value<int32_t, String2RuntimeAPIQoSPreference>,
+         "NEURONRUNTIME_PREFER_PERFORMANCE=0 NEURONRUNTIME_PREFER_POWER=1 PERFORMANCE=1"},
+        {value<uint32_t, String2RuntimeAPIQoSPriority>,
+         "NEURONRUNTIME_PRIORITY_LOW=0 NEURONRUNTIME_PRIORITY_MED=1 NEURONRUNTIME_PRIORITY_HIGH=2 "
+         "NEURONRUNTIME_PRIORITY_HIHG=1"},
+        {value<uint32_t, String2RuntimeAPIQoSBoostValue>,
+         "NEURONRUNTIME_BOOSTVALUE_PROFILED=101 NEURONRUNTIME_BOOSTVALUE_MAX=100 "
+         "NEURONRUNTIME_BOOSTVALUE_MIN=0 NEURONRUNTIME_BOOSTVALUE_MINIMUM=100"},
+        {value<uint32_t, String2AISDKTD>, "Neuropilot=0 NeuronRuntime=1 neuronruntime=0"},
+        {value<uint32_t, String2Decrption>, "true=1 false=0 False=1"}};
+    for (const auto& [convert, words] : converters) {
+        std::istringstream in(words);
+        for (std::string token; in >> token;) {
+            const size_t eq = token.rfind('=');
+            EXPECT_EQ(convert(token.substr(0, eq)), std::stoll(token.substr(eq + 1))) << token;
+        }
     }
-
+    // The accelerator lookup says at INFO how many names there are.
     testsupport::LogLevelScope level(kavo::kLogError | kavo::kLogInfo);
     testsupport::LogCapture log;
-    NeuropilotParseParam::String2AcceleratorName("mtk-mdla");
-    EXPECT_TRUE(
-        testsupport::onlyLine(log, ANDROID_LOG_INFO, "String2AcceleratorName", "count: 4"));
+    String2AcceleratorName("mtk-mdla");
+    EXPECT_TRUE(testsupport::onlyLine(log, ANDROID_LOG_INFO, "String2AcceleratorName", "count: 4"));
 }
 
 }  // namespace

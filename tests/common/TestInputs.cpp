@@ -21,8 +21,8 @@ std::string group(const std::string& aisdk, bool decrypt, const std::string& pla
                  "RuntimeAPIQoSPreference": "NEURONRUNTIME_PREFER_PERFORMANCE",
                  "RuntimeAPIQoSPriority": "NEURONRUNTIME_PRIORITY_HIGH",
                  "RuntimeAPIQoSBoostValue": "NEURONRUNTIME_BOOSTVALUE_MAX")";
-    return R"({"Product": "P1", "Platform": ")" + platform + R"(", "AISDK": ")" + aisdk +
-           R"(", )" + options + R"(, "Decrption": )" + (decrypt ? "true" : "false") + "}";
+    return R"({"Product": "P1", "Platform": ")" + platform + R"(", "AISDK": ")" + aisdk + R"(", )" +
+           options + R"(, "Decrption": )" + (decrypt ? "true" : "false") + "}";
 }
 
 }  // namespace

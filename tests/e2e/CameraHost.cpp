@@ -2,12 +2,12 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <sys/system_properties.h>
 
-#include <random>
+#include <string>
 
-#include "ModelPacking.h"
 #include "PluginPaths.h"
-#include "ToolRunner.h"
+#include "TestInputs.h"
 
 namespace e2e {
 
@@ -34,6 +34,12 @@ const Plugin& plugin() {
         return p;
     }();
     return loaded;
+}
+
+void setLogMask(int mask) {
+    __system_property_set("persist.camera.algo.aibeautybodydetect.loglvl",
+                          std::to_string(mask).c_str());
+    plugin().api.setLogLevel(mask);
 }
 
 const testsupport::StandinClient& standin(Runtime runtime) {
@@ -76,48 +82,6 @@ Image inputImage(const functest::FrameGeometry& g, int imageType, int orientatio
     return in;
 }
 
-std::vector<uint8_t> plainModel(size_t size) {
-    std::vector<uint8_t> model(size);
-    std::mt19937 random(size);
-    for (uint8_t& byte : model)
-        byte = static_cast<uint8_t>(random());
-    if (size >= 8)
-        std::copy_n("TFL3", 4, model.begin() + 4);
-    return model;
-}
-
-std::vector<uint8_t> encryptedModel(const std::vector<uint8_t>& plain) {
-    std::vector<uint8_t> stored = plain;
-    modelpack::encryptModel(stored);
-    return stored;
-}
-
-std::string writeFile(const std::string& name, const std::vector<uint8_t>& bytes) {
-    const std::string path = toolstest::tempPath(name);
-    toolstest::writeBytes(path, bytes);
-    return path;
-}
-
-std::string writeConfig(Runtime runtime, bool decrypt) {
-    const std::string sdk = runtimeName(runtime);
-    const std::string options =
-        runtime == Runtime::Neuropilot
-            ? R"("AccelerationMode": "NP_ACCELERATION_NEURON", "AcceleratorName": "mtk-neuron",
-                 "ExecutionPreference": "kSustainedSpeed")"
-            : R"("DeviceKind": "kEnvOptHardware", "MDLACoreOption": "Auto",
-                 "RuntimeAPIQoSPreference": "NEURONRUNTIME_PREFER_PERFORMANCE",
-                 "RuntimeAPIQoSPriority": "NEURONRUNTIME_PRIORITY_HIGH",
-                 "RuntimeAPIQoSBoostValue": "NEURONRUNTIME_BOOSTVALUE_MAX")";
-    const std::string json =
-        R"({"Module": "BodySegmentation", "Product": "P1", "Platform": "MTK",
-        "AISDK": ")" +
-        sdk + R"(", "ParamGroup": [{"Product": "P1", "Platform": "MTK", "AISDK": ")" + sdk +
-        R"(", )" + options + R"(, "Decrption": )" + (decrypt ? "true" : "false") + "}]}";
-    static int counter = 0;
-    return writeFile("config-" + std::to_string(counter++) + ".json",
-                     std::vector<uint8_t>(json.begin(), json.end()));
-}
-
 InitBlock::InitBlock(const std::string& configPath, const std::string& modelPath,
                      std::vector<uint8_t> modelBytes)
     : configPath_(configPath),
@@ -134,9 +98,17 @@ InitBlock::InitBlock(const std::string& configPath, const std::string& modelPath
     param_.config_path = configPath_.c_str();
 }
 
-std::unique_ptr<InitBlock> encryptedBlock(const std::string& configPath) {
-    const std::vector<uint8_t> stored = encryptedModel(plainModel());
-    return std::make_unique<InitBlock>(configPath, writeFile("model.enc", stored), stored);
+std::unique_ptr<InitBlock> hostBlock(Runtime runtime, bool decrypt,
+                                     std::optional<std::vector<uint8_t>> stored) {
+    if (!stored) {
+        stored = decrypt ? testsupport::encryptedModel(testsupport::plainModel())
+                         : testsupport::plainModel();
+    }
+    const std::string config = testsupport::writeTempFile(
+        "config.json", testsupport::configJson(runtimeName(runtime), decrypt));
+    const std::string model =
+        testsupport::writeTempFile(decrypt ? "model.tflite.enc" : "model.tflite", *stored);
+    return std::make_unique<InitBlock>(config, model, std::move(*stored));
 }
 
 int sendSmallFrame(Table table, void* handle, int imageType, int orientation, MaskImage* out) {

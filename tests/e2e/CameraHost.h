@@ -6,6 +6,7 @@
 #include <algorithm>
 #include <cstdint>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -22,8 +23,12 @@ constexpr int kMemoryFreeError = 1040;
 enum class Runtime { Neuropilot, Neuron };
 enum class Table { AlgoAPI, AlgoAPIV1 };
 
+// The configuration's "AISDK" word of `runtime`.
 const char* runtimeName(Runtime runtime);
 const char* tableName(Table table);
+
+// The log mask as a host sets it: the property algoInitHandle reads, and the table's setLogLevel.
+void setLogMask(int mask);
 
 // The plug-in, loaded once per process; the tables it filled.
 struct Plugin {
@@ -45,16 +50,6 @@ int releaseHandle(Table table, void* handle);
 Image inputImage(const functest::FrameGeometry& g, int imageType, int orientation,
                  const uint8_t* data);
 
-// A plain model of `size` bytes (the TFLite identifier at offset 4, the rest pseudo-random) and
-// its partially encrypted form as the model packer writes it.
-std::vector<uint8_t> plainModel(size_t size = 8192);
-std::vector<uint8_t> encryptedModel(const std::vector<uint8_t>& plain);
-
-// A configuration file for `runtime` with "Decrption" as given; `bytes` as the file `name` in the
-// test program's temporary directory. Both return the path.
-std::string writeConfig(Runtime runtime, bool decrypt);
-std::string writeFile(const std::string& name, const std::vector<uint8_t>& bytes);
-
 // The initialisation block and the model descriptor, with the storage they point into.
 class InitBlock {
   public:
@@ -75,8 +70,10 @@ class InitBlock {
     BodySegInitParam param_;
 };
 
-// An init block for `configPath` whose model is the encrypted default, as the host stores it.
-std::unique_ptr<InitBlock> encryptedBlock(const std::string& configPath);
+// A configuration file selecting `runtime` with "Decrption" as given, and `stored` as the model
+// file (by default testsupport::plainModel(), encrypted when `decrypt`).
+std::unique_ptr<InitBlock> hostBlock(Runtime runtime, bool decrypt,
+                                     std::optional<std::vector<uint8_t>> stored = std::nullopt);
 
 // The host's output image: a mask buffer with room to spare, the spare bytes set to a canary.
 struct MaskImage {
@@ -85,6 +82,9 @@ struct MaskImage {
     std::vector<uint8_t> bytes = std::vector<uint8_t>(BODYSEG_MASK_BYTES + kSpare, kCanary);
     Image image{};
     MaskImage() { image.data = bytes.data(); }
+    std::vector<uint8_t> mask() const {
+        return std::vector<uint8_t>(bytes.begin(), bytes.begin() + BODYSEG_MASK_BYTES);
+    }
     bool spareUntouched() const {
         return std::all_of(bytes.begin() + BODYSEG_MASK_BYTES, bytes.end(),
                            [](uint8_t b) { return b == kCanary; });

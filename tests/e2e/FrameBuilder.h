@@ -8,8 +8,6 @@
 #include <functional>
 #include <vector>
 
-#include "BodySegmentFunc.h"
-
 namespace functest {
 
 constexpr int kImageNV21 = 5;
@@ -68,18 +66,8 @@ class Frame {
     }
 
     const uint8_t* data() const { return bytes_.data(); }
+    const std::vector<uint8_t>& bytes() const { return bytes_; }
     const FrameGeometry& geometry() const { return geometry_; }
-
-    bodysegment::Settings settings(int orientation) const {
-        bodysegment::Settings s;
-        s.stride = geometry_.stride;
-        s.scan = geometry_.scan;
-        s.width = geometry_.width;
-        s.height = geometry_.height;
-        s.orientation = orientation;
-        s.image_type = image_type_;
-        return s;
-    }
 
   private:
     FrameGeometry geometry_;
