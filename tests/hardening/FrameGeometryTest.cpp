@@ -3,14 +3,12 @@
 // outside it faults even inside the uninstrumented libyuv (AddressSanitizer cannot see there).
 // Each table runs in a child process, so a fault is reported instead of ending the program.
 #include <gtest/gtest.h>
-#include <sys/mman.h>
-#include <unistd.h>
-
 #include <climits>
 #include <functional>
 #include <string>
 
 #include "CameraHost.h"
+#include "GuardedBuffer.h"
 #include "ChildChecks.h"
 #include "ChildProcess.h"
 #include "LogCapture.h"
@@ -18,39 +16,9 @@
 namespace {
 
 using e2e::Table;
+using hardening::FlushEdge;
+using hardening::GuardedBuffer;
 using Geometry = functest::FrameGeometry;
-
-// `size` bytes between two inaccessible pages, flush against the one at the end (or the start),
-// reserved without committing memory so that a frame declared as gigabytes costs only the pages
-// touched. A size of 0 points at the guard page itself.
-class GuardedBuffer {
-  public:
-    GuardedBuffer(size_t size, bool flushStart) : size_(size) {
-        const size_t page = static_cast<size_t>(sysconf(_SC_PAGESIZE));
-        const size_t body = (size + page - 1) / page * page;
-        bytes_ = body + 2 * page;
-        void* m =
-            mmap(nullptr, bytes_, PROT_NONE, MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
-        mapping_ = m == MAP_FAILED ? nullptr : static_cast<uint8_t*>(m);
-        if (mapping_ != nullptr &&
-            (body == 0 || mprotect(mapping_ + page, body, PROT_READ | PROT_WRITE) == 0))
-            data_ = flushStart ? mapping_ + page : mapping_ + page + body - size;
-    }
-    ~GuardedBuffer() {
-        if (mapping_ != nullptr)
-            munmap(mapping_, bytes_);
-    }
-    // Every byte inaccessible: for frames that must be refused before a pixel is read.
-    void seal() { mprotect(mapping_, bytes_, PROT_NONE); }
-    uint8_t* data() const { return data_; }
-    size_t size() const { return size_; }
-
-  private:
-    uint8_t* mapping_ = nullptr;
-    uint8_t* data_ = nullptr;
-    size_t bytes_ = 0;
-    size_t size_;
-};
 
 // The bytes the declared geometry describes; 0 when none can be or no address space holds them.
 size_t declaredBytes(const Geometry& g) {
@@ -111,8 +79,8 @@ constexpr Impossible kImpossible[] = {
 void refuseImpossible(void* handle, testsupport::ChildChecks& check) {
     for (const Impossible& c : kImpossible) {
         for (Table table : {Table::AlgoAPI, Table::AlgoAPIV1}) {
-            GuardedBuffer frame(declaredBytes(c.geometry), false);
-            GuardedBuffer mask(BODYSEG_MASK_BYTES, false);
+            GuardedBuffer frame(declaredBytes(c.geometry), FlushEdge::End);
+            GuardedBuffer mask(BODYSEG_MASK_BYTES, FlushEdge::End);
             frame.seal();  // not one byte of either may be touched
             mask.seal();
             Image in = e2e::inputImage(c.geometry, 5, 90, c.nullData ? nullptr : frame.data());
@@ -152,14 +120,15 @@ constexpr int kOrientations[] = {0, 90, 180, 270, 45, -90, 360, INT_MIN, INT_MAX
 void takePossible(void* handle, testsupport::ChildChecks& check) {
     for (const Possible& c : kPossible) {
         for (bool flushStart : {false, true}) {
-            GuardedBuffer frame(declaredBytes(c.geometry), flushStart);
-            check.expect(frame.data() != nullptr, "frame reserved");
+            GuardedBuffer frame(declaredBytes(c.geometry),
+                                flushStart ? FlushEdge::Start : FlushEdge::End);
+            check.expect(frame.ok(), "frame reserved");
             // The plug-in copies the frame; a 32-bit process may not find room for both, and must
             // then refuse the frame with one line instead.
             const bool mayRunOut = sizeof(void*) < 8 && frame.size() > (size_t{1} << 30);
             for (int orientation : kOrientations) {
                 const Table table = orientation % 2 == 0 ? Table::AlgoAPI : Table::AlgoAPIV1;
-                GuardedBuffer mask(BODYSEG_MASK_BYTES, false);
+                GuardedBuffer mask(BODYSEG_MASK_BYTES, FlushEdge::End);
                 Image in = e2e::inputImage(c.geometry, c.imageType, orientation, frame.data());
                 Image out{};
                 out.data = mask.data();
@@ -182,7 +151,7 @@ TEST(FrameGeometry, OddButPossibleGeometryCompletesWithoutReadingOutsideTheDecla
 TEST(FrameGeometry, GuardedBufferFaultsOneByteOutside) {
     const auto readAt = [](bool flushStart, std::ptrdiff_t offset, bool sealed) {
         return testsupport::runInChild([=] {
-            GuardedBuffer buffer(1000, flushStart);
+            GuardedBuffer buffer(1000, flushStart ? FlushEdge::Start : FlushEdge::End);
             if (sealed)
                 buffer.seal();
             return std::to_string(*static_cast<volatile uint8_t*>(buffer.data() + offset));
