@@ -166,11 +166,12 @@ std::vector<std::string> expectedErrors(const Case& c) {
     return lines;
 }
 
-// The plug-in's lines at `priority` (every line for -1) as "[WORD] function() message": pointers
-// as 0x?, the temporary directory as <tmp>, stage times as N, each at most `maxMs`. Lines under
+// The plug-in's lines at `priority` (every line for -1) as "[WORD] function() message", or with
+// `withFile` as "[WORD] file function() message" (the field integrators filter by): pointers as
+// 0x?, the temporary directory as <tmp>, stage times as N, each at most `maxMs`. Lines under
 // another tag show whole; the vendor shim's is logged once per process and left to its own tests.
 std::vector<std::string> loggedLines(testsupport::LogCapture& log, int priority,
-                                     long long maxMs = 0) {
+                                     long long maxMs = 0, bool withFile = false) {
     static const std::regex pointer("0x[0-9a-f]+"), time(" = ([0-9]+) ms$");
     std::vector<std::string> lines;
     for (const testsupport::LogLine& line : log.lines()) {
@@ -179,7 +180,8 @@ std::vector<std::string> loggedLines(testsupport::LogCapture& log, int priority,
             continue;
         std::string text = line.tag != "beauty-sdk-body-detect"
                                ? line.tag + " " + line.text
-                               : "[" + h.word + "] " + h.function + "() " + h.message;
+                               : "[" + h.word + "] " + (withFile ? h.file + " " : "") + h.function +
+                                     "() " + h.message;
         std::smatch ms;
         if (std::regex_search(text, ms, time) && std::stoll(ms[1]) > maxMs)
             text += " (more than the " + std::to_string(maxMs) + " ms the call took)";
@@ -293,7 +295,7 @@ TEST(LogLines, OneInitFrameAndReleaseAtTheVerboseMask) {
     auto start = std::chrono::steady_clock::now();
     void* handle = nullptr;
     ASSERT_EQ(initHandle(Table::AlgoAPI, &handle, block->param()), 0);
-    const std::vector<std::string> init = loggedLines(log, -1, millisSince(start));
+    const std::vector<std::string> init = loggedLines(log, -1, millisSince(start), true);
     struct stat made {};
     EXPECT_EQ(stat(cache.c_str(), &made), 0);
     EXPECT_EQ(made.st_mode & 07777u, 0700u) << "the cache directory is the owner's only";
@@ -303,68 +305,73 @@ TEST(LogLines, OneInitFrameAndReleaseAtTheVerboseMask) {
     const std::vector<uint8_t> pixels(640 * 480 * 3 / 2, 90);
     Image in = inputImage({640, 480, 640, 480}, functest::kImageNV12, 180, pixels.data());
     EXPECT_EQ(processFrame(Table::AlgoAPI, handle, &in, &out.image), 0);
-    const std::vector<std::string> frame = loggedLines(log, -1, millisSince(start));
+    const std::vector<std::string> frame = loggedLines(log, -1, millisSince(start), true);
 
     start = std::chrono::steady_clock::now();
     EXPECT_EQ(releaseHandle(Table::AlgoAPI, handle), 0);
-    const std::vector<std::string> release = loggedLines(log, -1, millisSince(start));
+    const std::vector<std::string> release = loggedLines(log, -1, millisSince(start), true);
     setLogMask(1);
 
     const std::vector<std::string> wantInit = {
-        "[INFO] memTraceInit() debug enbale:0",
-        "[DEBUG] algoInitHandle() E",
-        "[DEBUG] getVersion() E",
-        "[DEBUG] getVersion() X",
-        "[ERROR] algoInitHandleV1() body-detection_mtk-neuropilot6_342x456_V2.0.6",
-        "[INFO] parse_json() Module: BodySegmentation",
-        "[INFO] String2AcceleratorName() count: 4",
-        "[DEBUG] time_end() parse_json = N ms",
-        "[ERROR] algoInitHandleV1() acc_mode:2, acc_name:mtk-neuron, exe_mode:2",
-        "[ERROR] algoInitHandleV1() deviceKind:0, MDLACoreOption:0, preference:0, priority:0, "
+        "[INFO] ALGOGalloc.cpp memTraceInit() debug enbale:0",
+        "[DEBUG] BodySegmentAPI.cpp algoInitHandle() E",
+        "[DEBUG] BodySegmentAPI.cpp getVersion() E",
+        "[DEBUG] BodySegmentAPI.cpp getVersion() X",
+        "[ERROR] BodySegmentAPI.cpp algoInitHandleV1() "
+        "body-detection_mtk-neuropilot6_342x456_V2.0.6",
+        "[INFO] ParseParams.cpp parse_json() Module: BodySegmentation",
+        "[INFO] OptionConversions.cpp String2AcceleratorName() count: 4",
+        "[DEBUG] BodySegmentFunc.cpp time_end() parse_json = N ms",
+        "[ERROR] BodySegmentAPI.cpp algoInitHandleV1() acc_mode:2, acc_name:mtk-neuron, exe_mode:2",
+        "[ERROR] BodySegmentAPI.cpp algoInitHandleV1() deviceKind:0, MDLACoreOption:0, "
+        "preference:0, priority:0, "
         "boostValue:0",
-        "[ERROR] algoInitHandleV1() decrption:1, ai_sdk_def:0, run_ai_model:1, use_hist_match:0",
-        "[INFO] algoInitHandleV1() delayedPowerOffTime:-1",
-        "[INFO] model_parse() model_sparse success\n",
-        "[INFO] BodySegNeuropilot() Construct",
-        "[INFO] CreateModelImp() new bodysegment::BodySegNeuropilot success",
-        "[INFO] Init() Init",
-        "[INFO] InitModelWithBuffer() use neuron delegate",
-        "[INFO] make_dir() <tmp>/cache not existing, now make it",
-        "[INFO] make_dir() make successfully",
-        "[INFO] algoInitHandleV1() init algo handle success",
-        "[INFO] allocateGlobalMemory() s_ai_body_segment _memory_t new success",
-        "[DEBUG] time_end() init time = N ms",
-        "[DEBUG] algoInitHandle() X",
+        "[ERROR] BodySegmentAPI.cpp algoInitHandleV1() decrption:1, ai_sdk_def:0, run_ai_model:1, "
+        "use_hist_match:0",
+        "[INFO] BodySegmentAPI.cpp algoInitHandleV1() delayedPowerOffTime:-1",
+        "[INFO] Decryption.cpp model_parse() model_sparse success\n",
+        "[INFO] BodySegNeuropilot.cpp BodySegNeuropilot() Construct",
+        "[INFO] BodySegFty.cpp CreateModelImp() new bodysegment::BodySegNeuropilot success",
+        "[INFO] BodySegNeuropilot.cpp Init() Init",
+        "[INFO] BodySegNeuropilot.cpp InitModelWithBuffer() use neuron delegate",
+        "[INFO] BodySegmentFunc.cpp make_dir() <tmp>/cache not existing, now make it",
+        "[INFO] BodySegmentFunc.cpp make_dir() make successfully",
+        "[INFO] BodySegmentAPI.cpp algoInitHandleV1() init algo handle success",
+        "[INFO] BodySegmentAPI.cpp allocateGlobalMemory() s_ai_body_segment _memory_t new success",
+        "[DEBUG] BodySegmentFunc.cpp time_end() init time = N ms",
+        "[DEBUG] BodySegmentAPI.cpp algoInitHandle() X",
     };
     const std::vector<std::string> wantFrame = {
-        "[DEBUG] processImage() E",
-        "[DEBUG] processImageV1() E",
-        "[INFO] pre_process_bodysegment() net_width_342, net_height_456",
-        "[INFO] pre_process_bodysegment() stride_640 scan_480, width_640, height_480, "
+        "[DEBUG] BodySegmentAPI.cpp processImage() E",
+        "[DEBUG] BodySegmentAPI.cpp processImageV1() E",
+        "[INFO] BodySegmentFunc.cpp pre_process_bodysegment() net_width_342, net_height_456",
+        "[INFO] BodySegmentFunc.cpp pre_process_bodysegment() stride_640 scan_480, width_640, "
+        "height_480, "
         "orientation_180, image_type_6",
-        "[DEBUG] time_end() pre process bodysegment time = N ms",
-        "[INFO] processImageV1() InputDataType:2",
-        "[INFO] Inference() Inference",
-        "[INFO] ModelInference() Copy input",
-        "[INFO] ModelInference() Invoke",
-        "[INFO] ModelInference() Copy output",
-        "[INFO] processImageV1() OutputDataType:3",
-        "[DEBUG] time_end() inference time = N ms",
-        "[DEBUG] time_end() post process bodysegment time = N ms",
-        "[DEBUG] time_end() lable redistribute time = N ms",
-        "[DEBUG] processImage() X",
+        "[DEBUG] BodySegmentFunc.cpp time_end() pre process bodysegment time = N ms",
+        "[INFO] BodySegmentAPI.cpp processImageV1() InputDataType:2",
+        "[INFO] BodySegNeuropilot.cpp Inference() Inference",
+        "[INFO] BodySegNeuropilot.cpp ModelInference() Copy input",
+        "[INFO] BodySegNeuropilot.cpp ModelInference() Invoke",
+        "[INFO] BodySegNeuropilot.cpp ModelInference() Copy output",
+        "[INFO] BodySegmentAPI.cpp processImageV1() OutputDataType:3",
+        "[DEBUG] BodySegmentFunc.cpp time_end() inference time = N ms",
+        "[DEBUG] BodySegmentFunc.cpp time_end() post process bodysegment time = N ms",
+        "[DEBUG] BodySegmentFunc.cpp time_end() lable redistribute time = N ms",
+        "[DEBUG] BodySegmentAPI.cpp processImage() X",
     };
     const std::vector<std::string> wantRelease = {
-        "[DEBUG] releaseHandle() E",
-        "[INFO] releaseHandleV1() release s_body_segment_decryption_buffer success",
-        "[INFO] releaseHandleV1() release s_body_segment_model_imp_fty success",
-        "[INFO] Release() Release",
-        "[INFO] ~BodySegNeuropilot() Deconstruct",
-        "[INFO] releaseHandleV1() release algo handle success",
-        "[INFO] releaseHandleV1() release s_body_segment_global_memory success",
-        "[DEBUG] time_end() release time = N ms",
-        "[INFO] memFinalCheck() release memory is OK!",
-        "[DEBUG] releaseHandle() X",
+        "[DEBUG] BodySegmentAPI.cpp releaseHandle() E",
+        "[INFO] BodySegmentAPI.cpp releaseHandleV1() release s_body_segment_decryption_buffer "
+        "success",
+        "[INFO] BodySegmentAPI.cpp releaseHandleV1() release s_body_segment_model_imp_fty success",
+        "[INFO] BodySegNeuropilot.cpp Release() Release",
+        "[INFO] BodySegNeuropilot.cpp ~BodySegNeuropilot() Deconstruct",
+        "[INFO] BodySegmentAPI.cpp releaseHandleV1() release algo handle success",
+        "[INFO] BodySegmentAPI.cpp releaseHandleV1() release s_body_segment_global_memory success",
+        "[DEBUG] BodySegmentFunc.cpp time_end() release time = N ms",
+        "[INFO] ALGOGalloc.cpp memFinalCheck() release memory is OK!",
+        "[DEBUG] BodySegmentAPI.cpp releaseHandle() X",
     };
     EXPECT_EQ(init, wantInit);
     EXPECT_EQ(frame, wantFrame);
