@@ -7,6 +7,10 @@ sources, one at a time: rebuild, run the suite (stopping at the first failing te
 back. A fault is caught when the build or the suite fails. Nothing in the working tree is touched.
 
 Usage: scripts/mutate.py [--list FILE] [--rev COMMIT] [--work DIR] [--only N[,N...]] [--keep]
+
+A fault whose text is no longer in its file is looked for in the other product files, so that one
+list serves trees whose sources were moved between files; a fault no file holds is reported as
+not in this tree and left out of the figure.
 """
 import argparse
 import os
@@ -20,6 +24,7 @@ import time
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(HERE)
 ENTRY = re.compile(r"^(\S+) \|\|\| ")
+PRODUCT_AREAS = ("api", "func", "mtk", "assist", "algocore")
 
 
 def read_mutants(path):
@@ -72,6 +77,27 @@ def copy_tree(work, revision):
         os.symlink(os.path.join(ROOT, ".cache"), os.path.join(work, ".cache"))
 
 
+def locate(src, path, original):
+    """The file the fault goes into: `path` when the text occurs there exactly once, else the one
+    product file that holds it exactly once (sources move between files; the fault stays the same),
+    else None."""
+    def once(name):
+        try:
+            return open(os.path.join(src, name), encoding="utf-8").read().count(original) == 1
+        except (OSError, UnicodeDecodeError):
+            return False
+    if once(path):
+        return path
+    found = []
+    for area in PRODUCT_AREAS:
+        for folder, _, names in os.walk(os.path.join(src, area)):
+            for name in names:
+                relative = os.path.relpath(os.path.join(folder, name), src)
+                if name.endswith((".cpp", ".h")) and once(relative):
+                    found.append(relative)
+    return found[0] if len(found) == 1 else None
+
+
 def main():
     parser = argparse.ArgumentParser()
     parser.add_argument("--list", default=os.path.join(HERE, "mutants.txt"))
@@ -101,14 +127,16 @@ def main():
         if run(test_cmd, build, os.path.join(work, "suite.log")) != 0:
             sys.exit(f"error: the suite fails without any fault, see {work}/suite.log")
 
-        caught, survivors = 0, []
+        caught, survivors, missing = 0, [], []
         for number in chosen:
             path, original, replacement = mutants[number - 1]
+            path = locate(src, path, original)
+            if path is None:
+                missing.append(number)
+                print(f"{number:3d} {'not in this tree':15s}", flush=True)
+                continue
             file = os.path.join(src, path)
             text = open(file, encoding="utf-8").read()
-            if text.count(original) != 1:
-                sys.exit(f"error: mutant {number}: the original text occurs {text.count(original)} "
-                         f"times in {path}")
             started = time.time()
             try:
                 open(file, "w", encoding="utf-8").write(text.replace(original, replacement))
@@ -128,8 +156,9 @@ def main():
             first = original.strip().split("\n")[0][:60]
             print(f"{number:3d} {verdict:15s} {time.time() - started:5.0f}s  {path}: {first}",
                   flush=True)
-        print(f"{caught} of {len(chosen)} faults caught"
-              + (f"; survived: {', '.join(map(str, survivors))}" if survivors else ""))
+        print(f"{caught} of {len(chosen) - len(missing)} faults caught"
+              + (f"; survived: {', '.join(map(str, survivors))}" if survivors else "")
+              + (f"; not in this tree: {', '.join(map(str, missing))}" if missing else ""))
         # Leave the scratch build as the unmutated tree, so that --work can be reused.
         run(build_cmd, work, os.path.join(work, "build.log"))
     finally:

@@ -44,7 +44,8 @@ Plug-in and runtime:
                         root "AISDK" selects that runtime's group (default: the file as it is)
   --plugin FILE         the plug-in (default: ../lib/ next to this tool)
   --api NAME            getAlgoAPI (default) or get_algo_api: the export the table comes from
-  --standin-dir DIR     where the stand-in runtimes are (default: ../lib/standin/ next to this tool)
+  --standin-dir DIR     where the stand-in runtimes are (default: ../lib/bodyseg/standin/ next
+                        to this tool when installed, ../lib/standin/ in a build tree)
   --standin FILE|none   runtime library to load before init (default: libtflite_mtk.so for
                         NeuroPilot, libneuron_runtime.6.so for the Neuron Runtime); a name
                         without '/' is looked up in --standin-dir
