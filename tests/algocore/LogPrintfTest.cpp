@@ -14,6 +14,7 @@
 namespace {
 
 using namespace kavo;
+using L = LogPrintf;
 
 // Each macro statement logs its own line number, which its head must show too.
 TEST(LogPrintf, MaskPicksTheOneOutputWithItsExactHead) {
@@ -35,18 +36,16 @@ TEST(LogPrintf, MaskPicksTheOneOutputWithItsExactHead) {
         {0x37, [] { KAVO_LOGD("at %d", __LINE__); }, -1, "", ""},
         {0, [] { KAVO_LOGE("at %d", __LINE__); }, -1, "", ""},
         // logPrint itself: the lowest bit of level & mask decides.
-        {0x3F, [] { LogPrintf::logPrint(kLogError | kLogDebug, "hi"); }, ANDROID_LOG_ERROR, nullptr,
-         ""},
-        {0x3F, [] { LogPrintf::logPrint(kLogConsole | kLogDebug, "hi"); }, ANDROID_LOG_DEBUG,
-         nullptr, ""},
-        {0x3F, [] { LogPrintf::logPrint(kLogVerbose, "hi"); }, ANDROID_LOG_VERBOSE, nullptr, ""},
-        {kLogConsole, [] { LogPrintf::logPrint(kLogConsole, "hi"); }, -1, nullptr,
+        {0x3F, [] { L::logPrint(kLogError | kLogDebug, "hi"); }, ANDROID_LOG_ERROR, nullptr, ""},
+        {0x3F, [] { L::logPrint(kLogConsole | kLogDebug, "hi"); }, ANDROID_LOG_DEBUG, nullptr, ""},
+        {0x3F, [] { L::logPrint(kLogVerbose, "hi"); }, ANDROID_LOG_VERBOSE, nullptr, ""},
+        {kLogConsole, [] { L::logPrint(kLogConsole, "hi"); }, -1, nullptr,
          "beauty-sdk-body-detect hi\n"},
-        {kLogWarn, [] { LogPrintf::logPrint(kLogError, "hi"); }, -1, nullptr, ""},
-        {0, [] { LogPrintf::logPrint(kLogError | kLogConsole, "hi"); }, -1, nullptr, ""},
+        {kLogWarn, [] { L::logPrint(kLogError, "hi"); }, -1, nullptr, ""},
+        {0, [] { L::logPrint(kLogError | kLogConsole, "hi"); }, -1, nullptr, ""},
         // Console mode sends every level to standard output, and nothing to the Android log.
-        {kLogConsoleMode, [] { LogPrintf::logPrint(kLogError, "hi"); }, -1, nullptr, "hi \n"},
-        {kLogConsoleMode, [] { LogPrintf::logPrint(kLogDebug, "hi"); }, -1, nullptr, "hi \n"}};
+        {kLogConsoleMode, [] { L::logPrint(kLogError, "hi"); }, -1, nullptr, "hi \n"},
+        {kLogConsoleMode, [] { L::logPrint(kLogDebug, "hi"); }, -1, nullptr, "hi \n"}};
     testsupport::LogLevelScope saved(kLogError);
     for (const auto& c : cases) {
         SCOPED_TRACE(std::to_string(&c - cases));

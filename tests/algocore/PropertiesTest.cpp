@@ -21,21 +21,15 @@ namespace {
 
 constexpr const char* kKey = "persist.test.core.value";
 
-class PropertiesTest : public testing::Test {
-  protected:
-    void SetUp() override { host_property_clear(); }
-    void TearDown() override { host_property_clear(); }
-
-    // Sets kKey, or leaves it unset for a null value.
-    static void setValue(const char* value) {
-        host_property_unset(kKey);
-        if (value != nullptr) {
-            ASSERT_EQ(property_set(kKey, value), 0) << value;
-        }
+// Sets kKey, or leaves it unset for a null value.
+void setValue(const char* value) {
+    host_property_unset(kKey);
+    if (value != nullptr) {
+        ASSERT_EQ(property_set(kKey, value), 0) << value;
     }
-};
+}
 
-TEST_F(PropertiesTest, GetAndBoolFallBackToTheirDefaults) {
+TEST(Properties, GetAndBoolFallBackToTheirDefaults) {
     const std::string longDefault(120, 'd');
     const struct {
         const char* stored;  // null: unset
@@ -68,7 +62,7 @@ TEST_F(PropertiesTest, GetAndBoolFallBackToTheirDefaults) {
 }
 
 // Both integer readers share one parser; its INFO line names it and the caller's default.
-TEST_F(PropertiesTest, IntegersReadAnyBaseWithinTheirBoundsAndKeepErrno) {
+TEST(Properties, IntegersReadAnyBaseWithinTheirBoundsAndKeepErrno) {
     const struct {
         bool wide;  // property_get_int64 (default 5000000000), else property_get_int32 (-77)
         const char* value;
@@ -112,7 +106,8 @@ TEST_F(PropertiesTest, IntegersReadAnyBaseWithinTheirBoundsAndKeepErrno) {
 
 // property_set passes the store's verdict through (values up to 91 characters); property_list
 // visits every property in name order with the cookie.
-TEST_F(PropertiesTest, SetAndListPassTheStoreThrough) {
+TEST(Properties, SetAndListPassTheStoreThrough) {
+    host_property_clear();
     EXPECT_EQ(property_set(kKey, std::string(PROPERTY_VALUE_MAX - 1, 'v').c_str()), 0);
     EXPECT_EQ(property_set(kKey, std::string(PROPERTY_VALUE_MAX, 'w').c_str()), -1);
     EXPECT_EQ(property_set(nullptr, "v"), -1);

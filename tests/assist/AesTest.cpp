@@ -40,9 +40,26 @@ const std::string kCtrCipher =
 const std::string kCbcIv = "000102030405060708090a0b0c0d0e0f";
 const std::string kCtrIv = "f0f1f2f3f4f5f6f7f8f9fafbfcfdfeff";
 
+void ecbEncrypt(AesCtx* ctx, uint8_t* buf, uint32_t) {
+    AES_ECB_encrypt(ctx, buf);
+}
+void ecbDecrypt(AesCtx* ctx, uint8_t* buf, uint32_t) {
+    AES_ECB_decrypt(ctx, buf);
+}
+
 // Iv ends as the last ciphertext block (CBC) or the next counter (CTR), so calls split at block
 // boundaries (an empty one too) continue one stream; CTR drops the rest of a partial block.
 TEST(Aes, PublishedVectorsInOneCallOrSeveral) {
+    const std::string ones(32, 'f'), zeros(32, '0');
+    // FIPS-197 C.1: one block under the key 000102..0f.
+    const std::string c1Plain = "00112233445566778899aabbccddeeff";
+    const std::string c1Cipher = "69c4e0d86a7b0430d8cdb78070b4c55a";
+    // After a 4-byte call the next starts on a fresh block, the second block's keystream.
+    const std::string cut = kPlain.substr(0, 8) + kPlain.substr(32, 32);
+    const std::string cutCipher = kCtrCipher.substr(0, 8) + kCtrCipher.substr(32, 32);
+    // The keystream at counter all-ones is that block enciphered; the counter then wraps.
+    const std::string onesCipher = "8af2860142f786f409307c1a3f7eaaac";
+    const std::string ctrIvAfter = "f0f1f2f3f4f5f6f7f8f9fafbfcfdff03";
     const struct {
         Mode mode;
         std::string key, iv, in, out, ivAfter;
@@ -52,27 +69,18 @@ TEST(Aes, PublishedVectorsInOneCallOrSeveral) {
         {AES_CBC_decrypt_buffer, kKey, kCbcIv, kCbcCipher, kPlain, kCbcCipher.substr(96), {}},
         {AES_CBC_encrypt_buffer, kKey, kCbcIv, kPlain, kCbcCipher, "", {16, 0, 32}},
         {AES_CBC_decrypt_buffer, kKey, kCbcIv, kCbcCipher, kPlain, "", {32, 0}},
-        {AES_CTR_xcrypt_buffer,
-         kKey,
-         kCtrIv,
-         kPlain,
-         kCtrCipher,
-         "f0f1f2f3f4f5f6f7f8f9fafbfcfdff03",
-         {}},
+        {AES_CTR_xcrypt_buffer, kKey, kCtrIv, kPlain, kCtrCipher, ctrIvAfter, {}},
         {AES_CTR_xcrypt_buffer, kKey, kCtrIv, kCtrCipher, kPlain, "", {16, 32}},
-        // After a 4-byte call the next starts on a fresh block, the second block's keystream.
-        {AES_CTR_xcrypt_buffer,
-         kKey,
-         kCtrIv,
-         kPlain.substr(0, 8) + kPlain.substr(32, 32),
-         kCtrCipher.substr(0, 8) + kCtrCipher.substr(32, 32),
-         "",
-         {4}},
+        {AES_CTR_xcrypt_buffer, kKey, kCtrIv, cut, cutCipher, "", {4}},
+        {AES_CTR_xcrypt_buffer, kKey, ones, zeros, onesCipher, zeros, {}},
+        {ecbEncrypt, kCbcIv, zeros, c1Plain, c1Cipher, "", {}},
+        {ecbDecrypt, kCbcIv, zeros, c1Cipher, c1Plain, "", {}},
     };
     for (const auto& c : cases) {
         SCOPED_TRACE(&c - cases);
         AesCtx ctx;
-        AES_init_ctx_iv(&ctx, hex(c.key).data(), hex(c.iv).data());
+        AES_init_ctx(&ctx, hex(c.key).data());
+        AES_ctx_set_iv(&ctx, hex(c.iv).data());
         Bytes buf = hex(c.in);
         uint32_t offset = 0;
         for (uint32_t length : c.calls) {
@@ -85,30 +93,6 @@ TEST(Aes, PublishedVectorsInOneCallOrSeveral) {
             EXPECT_EQ(Bytes(ctx.Iv, ctx.Iv + AES_BLOCKLEN), hex(c.ivAfter));
         }
     }
-}
-
-TEST(Aes, Fips197KeyScheduleOneBlockAndCounterWrap) {
-    AesCtx ctx;
-    AES_init_ctx(&ctx, hex(kKey).data());
-    // A.1: the last round key, w[40..43], at the end of the schedule.
-    EXPECT_EQ(Bytes(ctx.RoundKey + 160, ctx.RoundKey + 176),
-              hex("d014f9a8c9ee2589e13f0cc8b6630ca6"));
-    // The keystream at counter all-ones is that block enciphered; the counter then wraps to zero.
-    Bytes keystream(16, 0);
-    AES_ctx_set_iv(&ctx, Bytes(16, 0xff).data());
-    AES_CTR_xcrypt_buffer(&ctx, keystream.data(), 16);
-    EXPECT_EQ(Bytes(ctx.Iv, ctx.Iv + 16), Bytes(16, 0));
-    Bytes allOnes(16, 0xff);
-    AES_ECB_encrypt(&ctx, allOnes.data());
-    EXPECT_EQ(keystream, allOnes);
-
-    // C.1: one block under the key 000102..0f.
-    AES_init_ctx(&ctx, hex(kCbcIv).data());
-    Bytes block = hex("00112233445566778899aabbccddeeff");
-    AES_ECB_encrypt(&ctx, block.data());
-    EXPECT_EQ(block, hex("69c4e0d86a7b0430d8cdb78070b4c55a"));
-    AES_ECB_decrypt(&ctx, block.data());
-    EXPECT_EQ(block, hex("00112233445566778899aabbccddeeff"));
 }
 
 TEST(ModelParse, RefusesShortSizesBeforeNullPointers) {

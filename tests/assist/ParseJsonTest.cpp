@@ -56,66 +56,42 @@ TEST(ParseJson, GroupSelectionFieldsAndRefusals) {
     const std::string readParameter = "parse_json fail to read parameter: ";
     const std::string parseJson = "parse_json fail to parse json: ";
     const std::string notOpened = "parse_json fail to open json\n";
+    const std::string np = group("Neuropilot", kNeuropilotOptions);
+    const std::string nr = group("NeuronRuntime", kNeuronOptions);
+    const std::string switched = group("Neuropilot", kNeuropilotOptions + R"(, "Decrption": true,
+        "RunAiModel": false, "UseHistMatch": true)");
+    const std::string lowerCase = testsupport::configJson("Neuropilot", true, "mtk");
+    const std::string tflite = config("TFLite", group("TFLite"));
+    const std::string bare = R"({"ParamGroup": [{"Product": "", "AISDK": null}]})";
+    const std::string arrayRoot = "[" + testsupport::configJson("NeuronRuntime") + "]";
+    const std::string firstOfProduct = group("NeuronRuntime", R"(, "RunAiModel": false)", "P2") +
+                                       "," + group("NeuronRuntime", R"(, "UseHistMatch": true)") +
+                                       "," + group("NeuronRuntime", R"(, "UseHistMatch": false)");
+    const std::string nested = std::string(100000, '[') + std::string(100000, ']');
+    const std::string stringSwitch = group("NeuronRuntime", R"(, "Decrption": "true")");
     const struct {
         const char* name;
-        std::string json;                 // "@path" parses that path instead
-        std::string outcome;              // the result, then every field for accepted files
-        std::vector<std::string> errors;  // an entry ending in ": " matches any line it begins
+        std::string json;                      // "@path" parses that path instead, "@" a null path
+        std::string outcome;                   // the result, then every field for accepted files
+        std::vector<std::string> errors = {};  // an entry ending in ": " matches any line it begins
     } cases[] = {
-        {"Neuron Runtime group fills its own fields and the defaults",
-         config("NeuronRuntime", group("Neuropilot", kNeuropilotOptions) + "," +
-                                     group("NeuronRuntime", kNeuronOptions)),
-         "0, np 77,77,untouched nr 2,0,0,2,101, gen 1,0,1,0, #1",
-         {}},
-        {"NeuroPilot group fills its own fields and the switches",
-         config("Neuropilot", group("Neuropilot", kNeuropilotOptions +
-                                                      R"(, "Decrption": true, "RunAiModel": false,
-                                            "UseHistMatch": true)") +
-                                  "," + group("NeuronRuntime", kNeuronOptions)),
-         "0, np 1,-1,mtk-neuron nr 77,77,77,77,77, gen 0,1,0,1, #0",
-         {}},
-        {"only the first group of the root's product",
-         config("NeuronRuntime", group("NeuronRuntime", R"(, "RunAiModel": false)", "P2") + "," +
-                                     group("NeuronRuntime", R"(, "UseHistMatch": true)") + "," +
-                                     group("NeuronRuntime", R"(, "UseHistMatch": false)")),
-         "0, np 77,77,untouched nr 4,1,1,1,100, gen 1,0,1,1, #1",
-         {}},
-        {"the integrators' configuration",
-         testsupport::configJson("Neuropilot"),
-         "0, np 2,2,mtk-neuron nr 77,77,77,77,77, gen 0,1,1,0, #0",
-         {}},
+        // Each runtime's group fills its own fields and the switches, defaults where absent.
+        {"Neuron Runtime", config("NeuronRuntime", np + "," + nr),
+         "0, np 77,77,untouched nr 2,0,0,2,101, gen 1,0,1,0, #1"},
+        {"NeuroPilot", config("Neuropilot", switched + "," + nr),
+         "0, np 1,-1,mtk-neuron nr 77,77,77,77,77, gen 0,1,0,1, #0"},
+        {"only the first group of the root's product", config("NeuronRuntime", firstOfProduct),
+         "0, np 77,77,untouched nr 4,1,1,1,100, gen 1,0,1,1, #1"},
         {"no matching group", config("Neuropilot", group("NeuronRuntime")), failed, {noGroup}},
-        {"lower-case platform",
-         testsupport::configJson("Neuropilot", true, "mtk"),
-         failed,
-         {"Platform is wrong, now is mtk", noGroup}},
-        {"unknown runtime",
-         config("TFLite", group("TFLite")),
-         failed,
-         {"AISDK is wrong, now is TFLite", noGroup}},
-        {"root without selectors",
-         R"({"ParamGroup": [{"Product": "", "AISDK": null}]})",
-         failed,
-         {"Platform is wrong, now is ", noGroup}},
-        {"not JSON",
-         "{\"Product\": ",
-         failed,
-         {"parse_json fail to parse json: * Line 1, Column 13\n"
-          "  Syntax error: value, object or array expected.\n\n"}},
+        {"lower-case platform", lowerCase, failed, {"Platform is wrong, now is mtk", noGroup}},
+        {"unknown runtime", tflite, failed, {"AISDK is wrong, now is TFLite", noGroup}},
+        {"root without selectors", bare, failed, {"Platform is wrong, now is ", noGroup}},
         {"empty file", "", failed, {parseJson}},
-        {"deeply nested arrays",
-         std::string(100000, '[') + std::string(100000, ']'),
-         failed,
-         {parseJson}},
-        {"Decrption as a string",
-         config("NeuronRuntime", group("NeuronRuntime", R"(, "Decrption": "true")")),
-         failed,
-         {readParameter}},
-        {"root an array",
-         "[" + testsupport::configJson("NeuronRuntime") + "]",
-         failed,
-         {readParameter}},
+        {"deeply nested arrays", nested, failed, {parseJson}},
+        {"Decrption as a string", config("NeuronRuntime", stringSwitch), failed, {readParameter}},
+        {"root an array", arrayRoot, failed, {readParameter}},
         {"no such file", "@" + testsupport::tempDir() + "/no-such.json", failed, {notOpened}},
+        {"no path", "@", failed, {notOpened}},
     };
     // With INFO on, "Module" is logged; an array there must not change the result.
     testsupport::LogLevelScope level(kavo::kLogError | kavo::kLogInfo);
@@ -133,7 +109,8 @@ TEST(ParseJson, GroupSelectionFieldsAndRefusals) {
         mtk_ai_type::GeneralCfg general{false, 77, false, true};
         assist::SelectedParamGroup selected;
         testsupport::LogCapture log;
-        const uint32_t result = assist::parse_json(path.c_str(), model, general, selected);
+        const uint32_t result =
+            assist::parse_json(c.json == "@" ? nullptr : path.c_str(), model, general, selected);
         const std::string outcome = parsed(result, model, general, selected.index);
         EXPECT_EQ(result == 0 ? outcome : outcome.substr(0, failed.size()), c.outcome);
         if (result != 0) {
@@ -153,11 +130,6 @@ TEST(ParseJson, GroupSelectionFieldsAndRefusals) {
         }
         EXPECT_EQ(errors, c.errors);
     }
-    mtk_ai_type::ModelCfg model{};
-    mtk_ai_type::GeneralCfg general{};
-    testsupport::LogCapture log;
-    EXPECT_EQ(assist::parse_json(nullptr, model, general), 0xFFFFFFFFu);
-    EXPECT_TRUE(testsupport::onlyLine(log, ANDROID_LOG_ERROR, "parse_json", notOpened));
 }
 
 }  // namespace

@@ -258,25 +258,17 @@ void expectHandedOver(const Backend& kind, const mtk_ai_type::ModelCfg& cfg, con
 struct Working {
     const Backend* kind;
     mtk_ai_type::ModelCfg cfg;
-    bool fromBytes;
-    const char* modeLine;
     std::pair<int, int> types;  // reported after Init
-    uint32_t type;              // of both tensors, as the runtime reports it
-    uint32_t outputBytes;
-    Bytes pattern;  // the runtime's output, repeated or cut; none: the echo of the input
-    Bytes expected;
-    bool warns;
+    const char* modeLine = nullptr;
+    uint32_t type = 3;  // of both tensors, as the runtime reports it
+    uint32_t outputBytes = 32;
+    Bytes pattern = {};  // the runtime's output, repeated or cut; none: the echo of the input
+    Bytes expected = {};
+    bool warns = false;
 };
-Working working(const Backend* kind, mtk_ai_type::ModelCfg cfg, bool fromBytes,
-                const char* modeLine, std::pair<int, int> types, uint32_t type = 3,
-                uint32_t outputBytes = 32, Bytes pattern = {}, Bytes expected = {},
-                bool warns = false) {
-    return {kind, cfg, fromBytes, modeLine, types, type, outputBytes, pattern, expected, warns};
-}
 Working narrowing(const Backend* kind, uint32_t type, uint32_t outputBytes, Bytes pattern,
                   Bytes expected, std::pair<int, int> types, bool warns = false) {
-    return working(kind, cfgOf(true, true), true, nullptr, types, type, outputBytes, pattern,
-                   expected, warns);
+    return {kind, cfgOf(true, true), types, nullptr, type, outputBytes, pattern, expected, warns};
 }
 
 // A working backend from its factory: the build path the configuration asks for (bytes and size,
@@ -290,19 +282,17 @@ TEST_F(BackendTest, WorkingBackendHandsOverTheConfigurationAndNarrowsTheOutput) 
     const Backend* np = &kNeuropilot;
     const Backend* nr = &kNeuron;
     const float inf = INFINITY;
+    const EnvOptions env1{1, 2, 0}, env2{2, 1, 0};
+    const QoSOptions qos1{1, 0, 0, 1, 2, 3, 4, 5, -1, 6, 7, 8},
+        qos2{0, 2, 101, 0, 0, 0, 0, 0, 2000, 0, 0, 0};
     const Working rows[] = {
-        working(np, cfgOf(true, true, 1, 0, 1), true, "InitModelWithBuffer() use NNAPI", {0, 3}),
-        working(np, cfgOf(true, false, 2, 2), false, "InitModelWithFile() use neuron delegate",
-                {0, 3}),
+        {np, cfgOf(true, true, 1, 0, 1), {0, 3}, "InitModelWithBuffer() use NNAPI"},
+        {np, cfgOf(true, false, 2, 2), {0, 3}, "InitModelWithFile() use neuron delegate"},
         // An unknown mode runs as the CPU's.
-        working(np, cfgOf(false, true, 3, -1, 7), false, nullptr, {0, 3}),
-        working(nr, cfgOf(true, true, 0, 0, 0, {1, 2, 0}, {1, 0, 0, 1, 2, 3, 4, 5, -1, 6, 7, 8}, 9),
-                true, nullptr, {23, 23}),
-        working(
-            nr,
-            cfgOf(true, false, 0, 0, 0, {2, 1, 0}, {0, 2, 101, 0, 0, 0, 0, 0, 2000, 0, 0, 0}, 0),
-            false, nullptr, {23, 23}),
-        working(nr, cfgOf(false, true), false, nullptr, {23, 23}),
+        {np, cfgOf(false, true, 3, -1, 7), {0, 3}},
+        {nr, cfgOf(true, true, 0, 0, 0, env1, qos1, 9), {23, 23}},
+        {nr, cfgOf(true, false, 0, 0, 0, env2, qos2, 0), {23, 23}},
+        {nr, cfgOf(false, true), {23, 23}},
         narrowing(np, 1, 58,
                   bytes<float>({-3.5f, 0.7f, 254.9f, 300.0f, std::nanf(""), 255.0f, -0.0f, inf,
                                 -inf, 1.99f, 128.5f, FLT_MAX, 1e-30f, -1e-30f, 9.0f}),
@@ -351,8 +341,9 @@ TEST_F(BackendTest, WorkingBackendHandsOverTheConfigurationAndNarrowsTheOutput) 
         EXPECT_EQ(out, Bytes(out.size(), kUntouched));
         EXPECT_FALSE(runtime.hasRecord("input_bytes")) << "a refused frame reached the runtime";
         EXPECT_EQ(types(), row.types);
-        EXPECT_EQ(runtime.recordedBytes("model_bytes"), row.fromBytes ? kBufferModel : kFileModel);
-        EXPECT_EQ(runtime.recordedText("model_path"), row.fromBytes ? "" : modelPath());
+        const bool fromBytes = row.cfg.model_buffer != nullptr && row.cfg.model_size != 0;
+        EXPECT_EQ(runtime.recordedBytes("model_bytes"), fromBytes ? kBufferModel : kFileModel);
+        EXPECT_EQ(runtime.recordedText("model_path"), fromBytes ? "" : modelPath());
         // The backend, registered by its factory, and the staging buffer.
         EXPECT_EQ(records().size(), 2u);
         EXPECT_EQ(kavo::AlgorithmMemory::getInternalMemSize(), kind.size + row.outputBytes);

@@ -4,10 +4,6 @@
 // source model as red-green-blue.
 #include <gtest/gtest.h>
 
-#include <cstdio>
-#include <string>
-#include <vector>
-
 #include "HostEngine.h"
 #include "ModelBuilder.h"
 #include "ToolRunner.h"
@@ -15,18 +11,20 @@
 namespace {
 
 using hostengine::ElementType;
-using hostengine::ModelBuilder;
 using hostengine::OpKind;
 
 constexpr int kHeight = 456;
 constexpr int kWidth = 342;
 
-// float [1,8,6,3] RGB -> DEQUANTIZE'd float16 1x1 filter (8, 0, -8) -> LOGISTIC -> [1,8,6,1].
-ModelBuilder redPersonSource() {
-    ModelBuilder b;
-    const int image = b.addTensor("image", ElementType::Float32, {1, 8, 6, 3});
-    const int halfWeights = b.addFloat16Constant("w_fp16", {1, 1, 1, 3}, {8.0f, 0.0f, -8.0f});
-    const int weights = b.addTensor("w", ElementType::Float32, {1, 1, 1, 3});
+// float [1,8,6,3] RGB -> DEQUANTIZE'd float16 1x1 filter (8, 0, -8) -> LOGISTIC -> [1,8,6,1]; with
+// one channel in instead of three, a model the tool must refuse.
+std::vector<uint8_t> redPersonSource(int channels = 3) {
+    hostengine::ModelBuilder b;
+    const int image = b.addTensor("image", ElementType::Float32, {1, 8, 6, channels});
+    const int halfWeights =
+        b.addFloat16Constant("w_fp16", {1, 1, 1, channels},
+                             channels == 3 ? std::vector<float>{8, 0, -8} : std::vector<float>{8});
+    const int weights = b.addTensor("w", ElementType::Float32, {1, 1, 1, channels});
     b.addOperator(OpKind::Dequantize, {halfWeights}, {weights});
     const int logits = b.addTensor("logits", ElementType::Float32, {1, 8, 6, 1});
     b.addOperator(OpKind::Conv2d, {image, weights, b.addFloatConstant("b", {1}, {0.0f})}, {logits});
@@ -35,14 +33,13 @@ ModelBuilder redPersonSource() {
     b.setInputs({image});
     b.setOutputs({probability});
     b.setDescription("red person");
-    return b;
+    return b.finish();
 }
 
 TEST(ModelPrepTool, WrapsTheSourceInThePlugInContractOrRefusesIt) {
-    const std::string sourcePath = toolstest::tempPath("source.tflite");
+    const std::string sourcePath = toolstest::tempPath("red.tflite");
     const std::string preparedPath = toolstest::tempPath("prepared.tflite");
-    const ModelBuilder source = redPersonSource();
-    toolstest::writeBytes(sourcePath, source.finish());
+    toolstest::writeBytes(sourcePath, redPersonSource());
     const toolstest::ToolRun run =
         toolstest::runTool("bodyseg-model-prep", {sourcePath, preparedPath});
     const std::vector<uint8_t> prepared = toolstest::readBytes(preparedPath);
@@ -52,24 +49,7 @@ TEST(ModelPrepTool, WrapsTheSourceInThePlugInContractOrRefusesIt) {
                            std::to_string(prepared.size()) +
                            " bytes): input UINT8 [1,456,342,3], output INT32 [1,456,342]\n");
 
-    // Types and shapes are in the line above; the engine below takes and gives exactly those.
-    hostengine::Graph graph;
     std::string error;
-    ASSERT_TRUE(hostengine::readModel(prepared.data(), prepared.size(), &graph, &error)) << error;
-    const hostengine::Quantization& input = graph.tensors.at(graph.inputs.at(0)).quantization;
-    EXPECT_TRUE(input.present && input.scale == 1.0f / 255.0f && input.zeroPoint == 0);
-    EXPECT_EQ(graph.description,
-              "person segmentation for 342x456 RGB24 frames, prepared from: red person");
-    std::string kinds;
-    for (const auto& op : graph.operators)
-        kinds += std::string(hostengine::opKindName(op.kind)) +
-                 (op.options.halfPixelCenters ? "(half pixel) " : " ");
-    EXPECT_EQ(kinds,
-              "DEQUANTIZE CONV_2D RESIZE_BILINEAR(half pixel) DEQUANTIZE CONV_2D LOGISTIC "
-              "RESIZE_BILINEAR(half pixel) RESHAPE GREATER CAST ");
-    // The source's float16 weights are carried over as they were, still dequantized in-graph.
-    EXPECT_EQ(graph.tensors[graph.operators[3].inputs[0]].data, source.tensor(1).data);
-
     auto engine = hostengine::Engine::fromBytes(prepared.data(), prepared.size(), {}, &error);
     ASSERT_NE(engine, nullptr) << error;
     // A frame red in the top half and blue below (blue, green, red bytes).
@@ -86,39 +66,26 @@ TEST(ModelPrepTool, WrapsTheSourceInThePlugInContractOrRefusesIt) {
         for (int x : {0, kWidth / 2, kWidth - 1})
             EXPECT_EQ(labels[y * kWidth + x], y < kHeight / 2 ? 1 : 0) << "y " << y << " x " << x;
 
-    // What it cannot prepare is refused, and nothing is written.
-    ModelBuilder other;
-    const int image = other.addTensor("image", ElementType::Float32, {1, 8, 6, 1});
-    const int out = other.addTensor("out", ElementType::Float32, {1, 8, 6, 1});
-    other.addOperator(OpKind::Relu, {image}, {out});
-    other.setInputs({image});
-    other.setOutputs({out});
-    // The whole of stderr, or its first line for a usage error; `model` is written to `sourcePath`
-    // unless empty.
-    auto expectRefusal = [&](const std::vector<uint8_t>& model,
-                             const std::vector<std::string>& args, int exitCode,
+    // What it cannot prepare is refused with one message, and nothing is written.
+    std::remove(preparedPath.c_str());
+    const std::string grey = toolstest::tempPath("grey.tflite");
+    toolstest::writeBytes(grey, redPersonSource(1));
+    toolstest::writeBytes(sourcePath, std::vector<uint8_t>(512, 0x5a));
+    const auto refused = [&](const std::vector<std::string>& args, int exitCode,
                              const std::string& err) {
-        SCOPED_TRACE(err);
-        std::remove(preparedPath.c_str());
-        if (!model.empty())
-            toolstest::writeBytes(sourcePath, model);
         const toolstest::ToolRun run = toolstest::runTool("bodyseg-model-prep", args);
-        EXPECT_EQ(run.exitCode, exitCode);
-        EXPECT_EQ(exitCode == 2 ? run.err.substr(0, run.err.find('\n') + 1) : run.err, err);
-        EXPECT_TRUE(toolstest::readBytes(preparedPath).empty());
+        EXPECT_EQ(run.exitCode, exitCode) << err;
+        EXPECT_EQ(exitCode == 2 ? run.err.substr(0, err.size()) : run.err, err);
+        EXPECT_TRUE(toolstest::readBytes(preparedPath).empty()) << err;
     };
-    expectRefusal(other.finish(), {sourcePath, preparedPath}, 1,
-                  "bodyseg-model-prep: cannot prepare " + sourcePath +
-                      ": source model must take FLOAT32 [1,H,W,3] and give FLOAT32 [1,H,W,1]; it "
-                      "takes FLOAT32 [1,8,6,1] and gives FLOAT32 [1,8,6,1]\n");
-    expectRefusal(std::vector<uint8_t>(512, 0x5a), {sourcePath, preparedPath}, 1,
-                  "bodyseg-model-prep: cannot read model " + sourcePath +
-                      ": model verification failed: not a valid TFLite flatbuffer\n");
-    expectRefusal({}, {"/nonexistent/source.tflite", preparedPath}, 1,
-                  "bodyseg-model-prep: cannot read /nonexistent/source.tflite: No such file or "
-                  "directory\n");
-    expectRefusal({}, {sourcePath}, 2,
-                  "usage: bodyseg-model-prep <source.tflite> <prepared.tflite>\n");
+    refused({grey, preparedPath}, 1,
+            "bodyseg-model-prep: cannot prepare " + grey +
+                ": source model must take FLOAT32 [1,H,W,3] and give FLOAT32 [1,H,W,1]; it takes "
+                "FLOAT32 [1,8,6,1] and gives FLOAT32 [1,8,6,1]\n");
+    refused({sourcePath, preparedPath}, 1,
+            "bodyseg-model-prep: cannot read model " + sourcePath +
+                ": model verification failed: not a valid TFLite flatbuffer\n");
+    refused({grey}, 2, "usage: bodyseg-model-prep <source.tflite> <prepared.tflite>\n");
 }
 
 }  // namespace
