@@ -10,14 +10,8 @@ namespace testsupport {
 std::string pluginPath() {
     return BODYSEG_PLUGIN_PATH;
 }
-std::string libraryDir() {
-    return BODYSEG_LIB_DIR;
-}
 std::string standinDir() {
     return BODYSEG_STANDIN_DIR;
-}
-std::string standinOldDir() {
-    return BODYSEG_STANDIN_OLD_DIR;
 }
 std::string binaryDir() {
     return BODYSEG_BIN_DIR;

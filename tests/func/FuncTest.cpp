@@ -1,9 +1,8 @@
 // What of the frame path a host cannot reach through the boundary: the refusals and libyuv failure
-// reports of the processing functions, the stopwatch's own arithmetic, and the debug helpers
-// (palette visualisation, dump files, the directory maker's other paths).
+// reports of the processing functions, and the debug helpers (palette visualisation, dump files,
+// the directory maker's other paths). The stopwatches are pinned by the verbose log-line table.
 #include <android/log.h>
 #include <gtest/gtest.h>
-#include <time.h>
 
 #include <functional>
 #include <string>
@@ -107,39 +106,6 @@ TEST(Func, DebugHelpersWritePaletteBytesDumpFilesAndReportTheirFailures) {
     EXPECT_TRUE(testsupport::loggedOnce(log, ANDROID_LOG_ERROR, "make_dir",
                                         "mkdir error: errno_2, No such file or directory"));
     EXPECT_EQ(log.lines().size(), 2u);
-}
-
-unsigned long long clockMillis() {
-    timespec now{};
-    clock_gettime(CLOCK_MONOTONIC, &now);
-    return static_cast<unsigned long long>(now.tv_sec) * 1000 + now.tv_nsec / 1000000;
-}
-
-// A stopwatch counts microseconds of the monotonic clock and is reset when it ends, so ending it
-// again reports the clock's absolute value in milliseconds.
-TEST(Func, StopwatchCountsMonotonicMicrosecondsAndResetsWhenItEnds) {
-    testsupport::LogLevelScope verbose(15);
-    testsupport::LogCapture log;
-    unsigned long long t = 0;
-    const unsigned long long before = clockMillis();
-    bodysegment::time_start(&t);
-    EXPECT_LE(before * 1000, t);
-    bodysegment::time_end(&t, "release time");
-    EXPECT_EQ(0u, t);
-    const unsigned long long between = clockMillis();
-    bodysegment::time_end(&t, "lable redistribute time");
-    const unsigned long long after = clockMillis();
-    const std::vector<std::string> lines = testsupport::messages(log, ANDROID_LOG_DEBUG);
-    ASSERT_EQ(lines.size(), 2u);
-    const auto millis = [](const std::string& line, const std::string& label) {
-        const unsigned long long ms = std::stoull(line.substr(label.size() + 3));
-        EXPECT_EQ(line, label + " = " + std::to_string(ms) + " ms");
-        return ms;
-    };
-    EXPECT_LE(millis(lines[0], "release time"), between - before);
-    const unsigned long long absolute = millis(lines[1], "lable redistribute time");
-    EXPECT_LE(between, absolute);
-    EXPECT_LE(absolute, after);
 }
 
 }  // namespace
