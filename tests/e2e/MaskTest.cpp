@@ -158,6 +158,9 @@ TEST(EndToEnd, EveryMaskByteMatchesTheLibyuvReferenceAcrossTheGeometryTable) {
                 }
             }
             EXPECT_EQ(standin.recordedInt("runs"), 2 * frames);
+            // -1: the runtime's own default buffers.
+            EXPECT_EQ(standin.recordedInt("input_attribute", 0),
+                      runtime == Runtime::Neuron ? -1 : 0);
             EXPECT_EQ(releaseHandle(initTable, handle), 0);
         }
     }

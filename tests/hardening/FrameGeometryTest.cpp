@@ -60,7 +60,7 @@ constexpr Impossible kImpossible[] = {
     {{-640, 480, 640, 480}, false, "width"},
     {{640, 0, 640, 480}, false, "height"},
     {{640, -480, 640, 480}, false, "height"},
-    {{640, 480, 600, 480}, false, "stride"},
+    {{640, 480, 638, 480}, false, "stride"},
     {{640, 480, 641, 480}, false, "stride"},
     {{640, 480, 0, 480}, false, "stride"},
     {{640, 480, -704, 480}, false, "stride"},
@@ -106,12 +106,14 @@ struct Possible {
 };
 
 // Odd sizes, padding either side, one pixel, row or column, larger than the network, formats that
-// are not converted, and stride * scan * 3 beyond 32 bits in a frame below 2 GiB.
+// are not converted, stride * scan * 3 beyond 32 bits in a frame below 2 GiB, and the scaler's
+// longest sides.
 constexpr Possible kPossible[] = {
     {{641, 481, 642, 482}, 5}, {{641, 481, 642, 482}, 6},  {{640, 480, 704, 480}, 5},
     {{640, 480, 640, 496}, 6}, {{635, 477, 768, 512}, 5},  {{1, 1, 2, 2}, 5},
     {{4095, 1, 4096, 2}, 6},   {{1, 4095, 2, 4096}, 5},    {{4000, 3000, 4032, 3008}, 5},
     {{640, 480, 640, 480}, 7}, {{640, 480, 640, 480}, -1}, {{2, 2, 32768, 32768}, 5},
+    {{32768, 2, 32768, 2}, 6}, {{2, 32768, 2, 32768}, 5},
 };
 
 // Orientations outside the quarter turns change which turn is made, never which bytes are read.

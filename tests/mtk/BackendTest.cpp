@@ -59,7 +59,7 @@ struct Backend {
     ModelImpBase* (*make)(mtk_ai_type::ModelCfg& cfg);  // through the factory, registered
     uint32_t size;
     // INFO lines ("<function>() <message>") of the factory, a refused frame, Release, Init twice
-    // ("*": the acceleration mode's line), two refused frames, a frame, Release twice, deletion.
+    // ("*": the acceleration mode's line), three refused frames, a frame, Release twice, deletion.
     Lines trace;
     const StandinClient& standin() const {
         static const StandinClient tflite(testsupport::standinDir(), "libtflite_mtk.so");
@@ -80,15 +80,16 @@ const Backend kNeuropilot{
           "CreateModelImp() new bodysegment::BodySegNeuropilot success", "Inference() Inference",
           "Release() Release", "Init() Init", "*", "Init() Init", "Release() Release", "*",
           "Inference() Inference", "Inference() Inference", "Inference() Inference",
-          "ModelInference() Copy input", "ModelInference() Invoke", "ModelInference() Copy output",
-          "Release() Release", "Release() Release", "~BodySegNeuropilot() Deconstruct"}};
+          "Inference() Inference", "ModelInference() Copy input", "ModelInference() Invoke",
+          "ModelInference() Copy output", "Release() Release", "Release() Release",
+          "~BodySegNeuropilot() Deconstruct"}};
 const Backend kNeuron{
     "BodySegNeuron.cpp", "neuron", make<bodysegment::BodySegNeuronFty>,
     sizeof(bodysegment::BodySegNeuron),
     Lines{"BodySegNeuron() Construct", "CreateModelImp() new bodysegment::BodySegNeuron success",
           "Inference() Inference", "Release() Release", "Init() Init", "Init() Init",
           "Release() Release", "Inference() Inference", "Inference() Inference",
-          "Inference() Inference", "ModelInference() Set Input and Output",
+          "Inference() Inference", "Inference() Inference", "ModelInference() Set Input and Output",
           "ModelInference() Invoke", "Release() Release", "Release() Release",
           "~BodySegNeuron() Deconstruct engine"}};
 
@@ -337,6 +338,7 @@ TEST_F(BackendTest, WorkingBackendHandsOverTheConfigurationAndNarrowsTheOutput) 
         ASSERT_EQ(backend->Init(), 1);
         ASSERT_EQ(backend->Init(), 1);
         EXPECT_EQ(backend->Inference(input_.data(), kInputBytes + 1, out.data()), 0);
+        EXPECT_EQ(backend->Inference(input_.data(), kInputBytes - 1, out.data()), 0);
         EXPECT_EQ(backend->Inference(nullptr, kInputBytes, out.data()), 0);
         EXPECT_EQ(out, Bytes(out.size(), kUntouched));
         EXPECT_FALSE(runtime.hasRecord("input_bytes")) << "a refused frame reached the runtime";
@@ -384,6 +386,8 @@ TEST_F(BackendTest, WorkingBackendHandsOverTheConfigurationAndNarrowsTheOutput) 
                   (Lines{line("ERROR", kind, "ModelInference() NULL output buffer"),
                          line("ERROR", kind,
                               "ModelInference() Input buffer size(25) != Input tensor size(24)"),
+                         line("ERROR", kind,
+                              "ModelInference() Input buffer size(23) != Input tensor size(24)"),
                          line("ERROR", kind, "ModelInference() " + null)}));
         expectBalanced();
     }
