@@ -142,7 +142,7 @@ TEST(BodysegTool, RefusesBadInputWithOneMessage) {
         {"raw_too_short", "{host} --size 128x96 partial.nv21", 1,
          "partial.nv21 has 4618 bytes; NV21 128x96, stride 128, scan 96 needs 18432"},
         {"raw_partial_frame", "{host} --size 64x48 partial.nv21", 1,
-         "partial.nv21: ends in a partial frame of 10 bytes after 1 frames of NV21 64x48, "
+         "partial.nv21: ends in a partial frame of 10 bytes after 1 frame of NV21 64x48, "
          "stride 64, scan 48 (4608 bytes each)"},
         {"y4m_cut", "{host} cut.y4m", 1, "cut.y4m: truncated YUV4MPEG2 header (no end of line)"},
         {"y4m_short_frame", "{host} short.y4m", 1,
@@ -150,7 +150,7 @@ TEST(BodysegTool, RefusesBadInputWithOneMessage) {
         {"empty_range", "{host} --size 64x48 --frames=3:3 frame.nv21", 2,
          "--frames 3:3 selects no frame (A:B is frames A to B-1, counted from 0)"},
         {"range_past_the_end", "{host} --size 64x48 --frames=1: frame.nv21", 1,
-         "--frames 1: selects no frame of frame.nv21 (1 frames, 0 to 0)"},
+         "--frames 1: selects no frame of frame.nv21 (1 frame, 0 to 0)"},
         {"existing_outputs", "{host} batch", 1,
          "bad-existing_outputs/b_overlay.png exists (use --force to overwrite)"},
         {"same", "{host} same", 1,

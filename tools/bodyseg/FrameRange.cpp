@@ -24,6 +24,10 @@ bool parseIndex(const std::string& text, size_t* value) {
 
 }  // namespace
 
+std::string framesText(size_t count) {
+    return std::to_string(count) + (count == 1 ? " frame" : " frames");
+}
+
 std::string FrameRange::text() const {
     if (!given)
         return "all";
@@ -56,8 +60,7 @@ bool clipFrameRange(const FrameRange& range, size_t frameCount, const std::strin
     clipped->end = std::min(range.end, frameCount);
     if (clipped->first >= clipped->end) {
         *error = "--frames " + range.text() + " selects no frame of " + path + " (" +
-                 std::to_string(frameCount) + " frames, 0 to " + std::to_string(frameCount - 1) +
-                 ")";
+                 framesText(frameCount) + ", 0 to " + std::to_string(frameCount - 1) + ")";
         return false;
     }
     return true;

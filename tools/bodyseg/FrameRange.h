@@ -21,6 +21,9 @@ struct FrameRange {
 // numbers, and for a range that can select no frame (A >= B).
 bool parseFrameRange(const std::string& text, FrameRange* range, std::string* error);
 
+// "1 frame", "2 frames": how messages count frames.
+std::string framesText(size_t count);
+
 // The range clipped to a sequence of `frameCount` frames; false with a message naming `path`
 // when no frame is left.
 bool clipFrameRange(const FrameRange& range, size_t frameCount, const std::string& path,

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "FrameRange.h"
 #include "Y4m.h"
 
 namespace bodyseg {
@@ -73,7 +74,7 @@ bool SequenceReader::indexRawDump(off_t size, std::string* error) {
     }
     if (bytes % storedBytes_ != 0) {
         return fail("ends in a partial frame of " + std::to_string(bytes % storedBytes_) +
-                        " bytes after " + std::to_string(bytes / storedBytes_) + " frames of " +
+                        " bytes after " + framesText(bytes / storedBytes_) + " of " +
                         geometry(shape_) + " (" + std::to_string(storedBytes_) + " bytes each)",
                     error);
     }
