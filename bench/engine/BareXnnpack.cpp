@@ -6,6 +6,7 @@
 #include "ConstantFolding.h"
 #include "ModelGraph.h"
 #include "Partition.h"
+#include "PlaneResize.h"
 
 namespace enginebench {
 
@@ -21,17 +22,36 @@ bool BareXnnpack::addRuntime(xnn_subgraph_t subgraph, const std::vector<size_t>&
         *error = "xnn_create_runtime_v2 failed";
         return false;
     }
-    runtimes_.emplace_back(runtime);
+    steps_.push_back({hostengine::RuntimePtr(runtime), nullptr});
     std::vector<xnn_external_value> externals;
     for (size_t id = 0; id < externalBytes.size(); ++id) {
-        buffers_.push_back(std::make_unique<uint8_t[]>(externalBytes[id] + XNN_EXTRA_BYTES));
-        externals.push_back({static_cast<uint32_t>(id), buffers_.back().get()});
+        externals.push_back({static_cast<uint32_t>(id), buffer(externalBytes[id])});
     }
     if (xnn_setup_runtime(runtime, externals.size(), externals.data()) != xnn_status_success) {
         *error = "xnn_setup_runtime failed";
         return false;
     }
     return true;
+}
+
+bool BareXnnpack::addPlaneResize(const hostengine::Graph& graph, size_t opIndex,
+                                 std::string* error) {
+    const hostengine::GraphOperator& op = graph.operators[opIndex];
+    const float* input =
+        reinterpret_cast<const float*>(buffer(graph.tensors[op.inputs[0]].byteSize()));
+    float* output = reinterpret_cast<float*>(buffer(graph.tensors[op.outputs[0]].byteSize()));
+    Step step;
+    if (!hostengine::createPlaneResize(graph, opIndex, input, output, pool_.get(), &step.resize,
+                                       error)) {
+        return false;
+    }
+    steps_.push_back(std::move(step));
+    return true;
+}
+
+uint8_t* BareXnnpack::buffer(size_t bytes) {
+    buffers_.push_back(std::make_unique<uint8_t[]>(bytes + XNN_EXTRA_BYTES));
+    return buffers_.back().get();
 }
 
 std::unique_ptr<BareXnnpack> BareXnnpack::fromConvStack(const ConvStack& stack, int threads,
@@ -69,6 +89,12 @@ std::unique_ptr<BareXnnpack> BareXnnpack::fromModelFile(const std::string& path,
     const std::vector<hostengine::Stage> stages = hostengine::partitionStages(graph, order);
     const std::vector<bool> owned = hostengine::engineOwnedTensors(graph, stages);
     for (const hostengine::Stage& stage : stages) {
+        if (stage.executor == hostengine::Executor::PlaneResize) {
+            if (!bare->addPlaneResize(graph, stage.operators.front(), error)) {
+                return nullptr;
+            }
+            continue;
+        }
         if (stage.executor != hostengine::Executor::Xnnpack) {
             continue;
         }
@@ -90,8 +116,10 @@ std::unique_ptr<BareXnnpack> BareXnnpack::fromModelFile(const std::string& path,
 }
 
 bool BareXnnpack::invoke() {
-    for (const hostengine::RuntimePtr& runtime : runtimes_) {
-        if (xnn_invoke_runtime(runtime.get()) != xnn_status_success) {
+    for (const Step& step : steps_) {
+        const xnn_status status = step.runtime ? xnn_invoke_runtime(step.runtime.get())
+                                               : xnn_run_operator(step.resize.get(), pool_.get());
+        if (status != xnn_status_success) {
             return false;
         }
     }

@@ -17,8 +17,8 @@ class BareXnnpack {
     // The hand-defined subgraph of `stack`.
     static std::unique_ptr<BareXnnpack> fromConvStack(const ConvStack& stack, int threads,
                                                       std::string* error);
-    // Every XNNPACK stage of a model file, lowered as the engine lowers it; the engine's own
-    // kernels (if any) are left out, so they count as engine overhead.
+    // Every XNNPACK stage of a model file (runtimes and planar resizes), made as the engine makes
+    // them; the engine's own kernels (if any) are left out, so they count as engine overhead.
     static std::unique_ptr<BareXnnpack> fromModelFile(const std::string& path, int threads,
                                                       std::string* error);
 
@@ -28,12 +28,20 @@ class BareXnnpack {
     bool start(int threads, std::string* error);
     bool addRuntime(xnn_subgraph_t subgraph, const std::vector<size_t>& externalBytes,
                     std::string* error);
+    bool addPlaneResize(const hostengine::Graph& graph, size_t opIndex, std::string* error);
+    uint8_t* buffer(size_t bytes);
 
     hostengine::ThreadpoolPtr pool_;
     hostengine::StaticDataStore constants_;
     ConvStack stack_;
     std::vector<std::unique_ptr<uint8_t[]>> buffers_;
-    std::vector<hostengine::RuntimePtr> runtimes_;  // last: released before what they use
+    // In the order they run; each step is a runtime or a planar resize. Last: released before
+    // what they use.
+    struct Step {
+        hostengine::RuntimePtr runtime;
+        hostengine::OperatorPtr resize;
+    };
+    std::vector<Step> steps_;
 };
 
 }  // namespace enginebench

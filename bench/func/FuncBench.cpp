@@ -1,16 +1,14 @@
 // Frame preparation and mask output against the bare libyuv calls they make, measured in the
 // same run, with a memcpy of the same data as a floor. The closing table gives the ratios.
 #include <benchmark/benchmark.h>
-#include <libyuv/convert.h>
-#include <libyuv/convert_argb.h>
 #include <libyuv/rotate.h>
-#include <libyuv/scale.h>
 
 #include <cstdint>
 #include <cstring>
 #include <string>
 #include <vector>
 
+#include "BareFramePath.h"
 #include "FramePath.h"
 #include "RatioReporter.h"
 
@@ -35,29 +33,8 @@ void preProcess(benchmark::State& state, const FrameCase& f) {
 // The same four libyuv calls, written out.
 void bareLibyuv(benchmark::State& state, const FrameCase& f) {
     FrameBuffers b(f);
-    const size_t luma = static_cast<size_t>(f.stride) * f.scan;
-    uint8_t* ty = b.tmp.data();
-    uint8_t* tu = ty + luma;
-    uint8_t* tv = ty + luma * 5 / 4;
-    uint8_t* sy = b.scaled.data();
-    uint8_t* su = sy + kNetPixels;
-    uint8_t* sv = sy + kNetPixels * 5 / 4;
-    uint8_t* ry = b.rotated.data();
-    uint8_t* ru = ry + kNetPixels;
-    uint8_t* rv = ry + kNetPixels * 5 / 4;
-    const int half = f.stride / 2;
     for (auto _ : state) {
-        int r = libyuv::NV21ToI420(b.frame.data(), f.stride, b.frame.data() + luma, f.stride, ty,
-                                   f.stride, tu, half, tv, half, f.width, f.height);
-        r += libyuv::I420Scale(ty, f.stride, tu, half, tv, half, f.width, f.height, sy, kNetHeight,
-                               su, kNetHeight / 2, sv, kNetHeight / 2, kNetHeight, kNetWidth,
-                               libyuv::kFilterNone);
-        r += libyuv::I420Rotate(sy, kNetHeight, su, kNetHeight / 2, sv, kNetHeight / 2, ry,
-                                kNetWidth, ru, kNetWidth / 2, rv, kNetWidth / 2, kNetHeight,
-                                kNetWidth, libyuv::kRotate90);
-        r += libyuv::I420ToRGB24(ry, kNetWidth, ru, kNetWidth / 2, rv, kNetWidth / 2,
-                                 b.tensor.data(), kNetWidth * 3, kNetWidth, kNetHeight);
-        benchmark::DoNotOptimize(r);
+        benchmark::DoNotOptimize(benchsupport::bareFramePreparation(b, f));
         benchmark::ClobberMemory();
     }
 }

@@ -63,8 +63,14 @@ void RatioReporter::printTable(const Headings& headings,
     std::printf("\n");
     for (const Comparison& row : rows) {
         const double measured = median(row.measured);
-        const double reference = median(row.reference);
-        if (measured < 0 || reference <= 0)
+        double reference = median(row.reference);
+        bool complete = reference > 0;
+        for (const std::string& piece : row.moreReferences) {
+            const double time = median(piece);
+            complete = complete && time >= 0;
+            reference += time;
+        }
+        if (measured < 0 || !complete)
             continue;
         std::printf("%-*s %12.2f %12.2f %8.3f", width, row.label.c_str(), measured, reference,
                     measured / reference);

@@ -16,6 +16,9 @@ struct Comparison {
     std::string measured;   // benchmark name of the code under test
     std::string reference;  // benchmark name of the bare calls it wraps
     std::string floor;      // optional: benchmark name of a plain copy of the same data
+    // Optional: further benchmarks whose times add to the reference's, when the bare calls are
+    // measured piece by piece.
+    std::vector<std::string> moreReferences = {};
 };
 
 struct Headings {

@@ -17,10 +17,17 @@ constexpr int kHeight = 456;
 constexpr int kWidth = 342;
 
 // float [1,8,6,3] RGB -> DEQUANTIZE'd float16 1x1 filter (8, 0, -8) -> LOGISTIC -> [1,8,6,1]; with
-// one channel in instead of three, a model the tool must refuse.
-std::vector<uint8_t> redPersonSource(int channels = 3) {
+// one channel in instead of three, a model the tool must refuse. With `reluFirst` the image goes
+// through a RELU (which leaves [0, 1] as it is) before the convolution, so that the tool cannot
+// reorder the filter and must swap the colours itself.
+std::vector<uint8_t> redPersonSource(int channels = 3, bool reluFirst = false) {
     hostengine::ModelBuilder b;
-    const int image = b.addTensor("image", ElementType::Float32, {1, 8, 6, channels});
+    const int input = b.addTensor("image", ElementType::Float32, {1, 8, 6, channels});
+    int image = input;
+    if (reluFirst) {
+        image = b.addTensor("relu", ElementType::Float32, {1, 8, 6, channels});
+        b.addOperator(OpKind::Relu, {input}, {image});
+    }
     const int halfWeights =
         b.addFloat16Constant("w_fp16", {1, 1, 1, channels},
                              channels == 3 ? std::vector<float>{8, 0, -8} : std::vector<float>{8});
@@ -30,7 +37,7 @@ std::vector<uint8_t> redPersonSource(int channels = 3) {
     b.addOperator(OpKind::Conv2d, {image, weights, b.addFloatConstant("b", {1}, {0.0f})}, {logits});
     const int probability = b.addTensor("probability", ElementType::Float32, {1, 8, 6, 1});
     b.addOperator(OpKind::Logistic, {logits}, {probability});
-    b.setInputs({image});
+    b.setInputs({input});
     b.setOutputs({probability});
     b.setDescription("red person");
     return b.finish();
@@ -39,32 +46,36 @@ std::vector<uint8_t> redPersonSource(int channels = 3) {
 TEST(ModelPrepTool, WrapsTheSourceInThePlugInContractOrRefusesIt) {
     const std::string sourcePath = toolstest::tempPath("red.tflite");
     const std::string preparedPath = toolstest::tempPath("prepared.tflite");
-    toolstest::writeBytes(sourcePath, redPersonSource());
-    const toolstest::ToolRun run =
-        toolstest::runTool("bodyseg-model-prep", {sourcePath, preparedPath});
-    const std::vector<uint8_t> prepared = toolstest::readBytes(preparedPath);
-    EXPECT_EQ(run.exitCode, 0) << run.err;
-    EXPECT_EQ(run.err, "");
-    EXPECT_EQ(run.out, "bodyseg-model-prep: wrote " + preparedPath + " (" +
-                           std::to_string(prepared.size()) +
-                           " bytes): input UINT8 [1,456,342,3], output INT32 [1,456,342]\n");
+    for (bool reluFirst : {false, true}) {
+        SCOPED_TRACE(reluFirst ? "colours swapped by the tool" : "colours folded into the filter");
+        toolstest::writeBytes(sourcePath, redPersonSource(3, reluFirst));
+        const toolstest::ToolRun run =
+            toolstest::runTool("bodyseg-model-prep", {sourcePath, preparedPath});
+        const std::vector<uint8_t> prepared = toolstest::readBytes(preparedPath);
+        EXPECT_EQ(run.exitCode, 0) << run.err;
+        EXPECT_EQ(run.err, "");
+        EXPECT_EQ(run.out, "bodyseg-model-prep: wrote " + preparedPath + " (" +
+                               std::to_string(prepared.size()) +
+                               " bytes): input UINT8 [1,456,342,3], output INT32 [1,456,342,1]\n");
 
-    std::string error;
-    auto engine = hostengine::Engine::fromBytes(prepared.data(), prepared.size(), {}, &error);
-    ASSERT_NE(engine, nullptr) << error;
-    // A frame red in the top half and blue below (blue, green, red bytes).
-    std::vector<uint8_t> frame;
-    for (int pixel = 0; pixel < kHeight * kWidth; ++pixel)
-        frame.insert(frame.end(), {uint8_t(pixel < kHeight * kWidth / 2 ? 0 : 255), 0,
-                                   uint8_t(pixel < kHeight * kWidth / 2 ? 255 : 0)});
-    std::vector<int32_t> labels(kHeight * kWidth, -1);
-    ASSERT_TRUE(engine->setInput(0, frame.data(), frame.size(), &error)) << error;
-    ASSERT_TRUE(engine->invoke(&error)) << error;
-    ASSERT_TRUE(engine->getOutput(0, labels.data(), labels.size() * 4, &error)) << error;
-    // Away from the middle, where the resizes blend the halves, every label is certain.
-    for (int y : {0, 100, 200, 260, 350, kHeight - 1})
-        for (int x : {0, kWidth / 2, kWidth - 1})
-            EXPECT_EQ(labels[y * kWidth + x], y < kHeight / 2 ? 1 : 0) << "y " << y << " x " << x;
+        std::string error;
+        auto engine = hostengine::Engine::fromBytes(prepared.data(), prepared.size(), {}, &error);
+        ASSERT_NE(engine, nullptr) << error;
+        // A frame red in the top half and blue below (blue, green, red bytes).
+        std::vector<uint8_t> frame;
+        for (int pixel = 0; pixel < kHeight * kWidth; ++pixel)
+            frame.insert(frame.end(), {uint8_t(pixel < kHeight * kWidth / 2 ? 0 : 255), 0,
+                                       uint8_t(pixel < kHeight * kWidth / 2 ? 255 : 0)});
+        std::vector<int32_t> labels(kHeight * kWidth, -1);
+        ASSERT_TRUE(engine->setInput(0, frame.data(), frame.size(), &error)) << error;
+        ASSERT_TRUE(engine->invoke(&error)) << error;
+        ASSERT_TRUE(engine->getOutput(0, labels.data(), labels.size() * 4, &error)) << error;
+        // Away from the middle, where the resizes blend the halves, every label is certain.
+        for (int y : {0, 100, 200, 260, 350, kHeight - 1})
+            for (int x : {0, kWidth / 2, kWidth - 1})
+                EXPECT_EQ(labels[y * kWidth + x], y < kHeight / 2 ? 1 : 0)
+                    << "y " << y << " x " << x;
+    }
 
     // What it cannot prepare is refused with one message, and nothing is written.
     std::remove(preparedPath.c_str());

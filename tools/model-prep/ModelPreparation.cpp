@@ -1,10 +1,14 @@
 #include "ModelPreparation.h"
 
+#include <algorithm>
+
 #include "ModelBuilder.h"
 
 namespace modelprep {
 
 using hostengine::ElementType;
+using hostengine::Graph;
+using hostengine::GraphOperator;
 using hostengine::GraphTensor;
 using hostengine::ModelBuilder;
 using hostengine::OpKind;
@@ -55,13 +59,72 @@ OpOptions halfPixelResize() {
     return o;
 }
 
-}  // namespace
+size_t readerCount(const Graph& graph, int tensor) {
+    size_t count = 0;
+    for (const GraphOperator& op : graph.operators) {
+        count += static_cast<size_t>(std::count(op.inputs.begin(), op.inputs.end(), tensor));
+    }
+    return count;
+}
 
-bool prepareModel(const hostengine::Graph& source, std::vector<uint8_t>* prepared,
-                  std::string* error) {
-    if (!checkSource(source, error)) {
+// The constant holding `conv`'s filter, read directly or through a DEQUANTIZE, when nothing else
+// reads it on the way; -1 when the filter is computed or shared.
+int privateFilterConstant(const Graph& graph, const GraphOperator& conv) {
+    const int filter = conv.inputs[1];
+    if (readerCount(graph, filter) != 1) {
+        return -1;
+    }
+    if (graph.tensors[filter].isConstant) {
+        return filter;
+    }
+    for (const GraphOperator& op : graph.operators) {
+        if (op.kind == OpKind::Dequantize && op.outputs[0] == filter &&
+            graph.tensors[op.inputs[0]].isConstant && readerCount(graph, op.inputs[0]) == 1) {
+            return op.inputs[0];
+        }
+    }
+    return -1;
+}
+
+// When the source's input feeds one ungrouped convolution and nothing else, reorders that
+// convolution's filter taps from RGB to BGR, so that it takes the frame's byte order as it is.
+bool foldBgrIntoFirstConvolution(Graph* source) {
+    const int input = source->inputs[0];
+    if (readerCount(*source, input) != 1) {
         return false;
     }
+    const auto reader =
+        std::find_if(source->operators.begin(), source->operators.end(), [input](const auto& op) {
+            return std::find(op.inputs.begin(), op.inputs.end(), input) != op.inputs.end();
+        });
+    if (reader->kind != OpKind::Conv2d || reader->inputs[0] != input) {
+        return false;
+    }
+    const int constant = privateFilterConstant(*source, *reader);
+    if (constant < 0) {
+        return false;
+    }
+    GraphTensor& filter = source->tensors[constant];
+    if (filter.shape.size() != 4 || filter.shape[3] != 3) {
+        return false;
+    }
+    const size_t element = hostengine::elementSize(filter.type);
+    for (size_t tap = 0; tap + 3 * element <= filter.data.size(); tap += 3 * element) {
+        std::swap_ranges(filter.data.begin() + tap, filter.data.begin() + tap + element,
+                         filter.data.begin() + tap + 2 * element);
+    }
+    return true;
+}
+
+}  // namespace
+
+bool prepareModel(const hostengine::Graph& original, std::vector<uint8_t>* prepared,
+                  std::string* error) {
+    if (!checkSource(original, error)) {
+        return false;
+    }
+    Graph source = original;
+    const bool bgrFolded = foldBgrIntoFirstConvolution(&source);
     ModelBuilder b;
     const int offset = b.appendTensors(source);
     const int sourceInput = offset + source.inputs[0];
@@ -77,15 +140,18 @@ bool prepareModel(const hostengine::Graph& source, std::vector<uint8_t>* prepare
     const int unit = b.addTensor("frame_bgr_unit", ElementType::Float32, frameShape);
     b.addOperator(OpKind::Dequantize, {frame}, {unit});
 
-    const int rgb = b.addTensor("frame_rgb", ElementType::Float32, frameShape);
-    b.addOperator(OpKind::Conv2d,
-                  {unit, b.addFloatConstant("bgr_to_rgb", {3, 1, 1, 3}, channelSwapWeights()),
-                   b.addFloatConstant("bgr_to_rgb_bias", {3}, {0.0f, 0.0f, 0.0f})},
-                  {rgb});
-
     const int sourceSize =
         b.addInt32Constant("source_size", {2}, {sourceIn.shape[1], sourceIn.shape[2]});
-    b.addOperator(OpKind::ResizeBilinear, {rgb, sourceSize}, {sourceInput}, halfPixelResize());
+    if (bgrFolded) {
+        b.addOperator(OpKind::ResizeBilinear, {unit, sourceSize}, {sourceInput}, halfPixelResize());
+    } else {
+        const int small = b.addTensor("source_size_bgr", ElementType::Float32, sourceIn.shape);
+        b.addOperator(OpKind::ResizeBilinear, {unit, sourceSize}, {small}, halfPixelResize());
+        b.addOperator(OpKind::Conv2d,
+                      {small, b.addFloatConstant("bgr_to_rgb", {3, 1, 1, 3}, channelSwapWeights()),
+                       b.addFloatConstant("bgr_to_rgb_bias", {3}, {0.0f, 0.0f, 0.0f})},
+                      {sourceInput});
+    }
 
     for (const hostengine::GraphOperator& op : source.operators) {
         std::vector<int> inputs;
@@ -99,16 +165,11 @@ bool prepareModel(const hostengine::Graph& source, std::vector<uint8_t>* prepare
         b.addOperator(op.kind, inputs, outputs, op.options);
     }
 
-    const int frameProbability =
-        b.addTensor("probability_frame", ElementType::Float32, {1, kFrameHeight, kFrameWidth, 1});
+    const std::vector<int32_t> labelShape{1, kFrameHeight, kFrameWidth, 1};
+    const int probability = b.addTensor("probability_frame", ElementType::Float32, labelShape);
     const int frameSize = b.addInt32Constant("frame_size", {2}, {kFrameHeight, kFrameWidth});
-    b.addOperator(OpKind::ResizeBilinear, {sourceOutput, frameSize}, {frameProbability},
+    b.addOperator(OpKind::ResizeBilinear, {sourceOutput, frameSize}, {probability},
                   halfPixelResize());
-    const std::vector<int32_t> labelShape{1, kFrameHeight, kFrameWidth};
-    const int probability = b.addTensor("probability", ElementType::Float32, labelShape);
-    b.addOperator(OpKind::Reshape,
-                  {frameProbability, b.addInt32Constant("label_shape", {3}, labelShape)},
-                  {probability});
     const int person = b.addTensor("person", ElementType::Bool, labelShape);
     b.addOperator(OpKind::Greater,
                   {probability, b.addFloatConstant("threshold", {}, {kPersonThreshold})}, {person});

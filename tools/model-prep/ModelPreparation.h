@@ -17,10 +17,14 @@ constexpr int32_t kFrameWidth = 342;
 // Probabilities above this mean "person".
 constexpr float kPersonThreshold = 0.5f;
 
-// Builds the prepared model around `source`, whose graph is copied unchanged:
-//   frame (uint8 [1,456,342,3], BGR) -> DEQUANTIZE to [0,1] -> 1x1 CONV_2D swapping blue and red
-//   -> RESIZE_BILINEAR to the source's input size -> source graph -> RESIZE_BILINEAR to 456x342
-//   -> RESHAPE to [1,456,342] -> GREATER than 0.5 -> CAST to int32.
+// Builds the prepared model around `source`:
+//   frame (uint8 [1,456,342,3], BGR, scale 1/255) -> DEQUANTIZE to [0,1] -> RESIZE_BILINEAR to
+//   the source's input size -> source graph -> RESIZE_BILINEAR to [1,456,342,1] -> GREATER than
+//   0.5 -> CAST to int32 [1,456,342,1].
+// Every step at frame resolution is one the frame needs anyway; the colour order is not turned
+// there but folded into the source's first convolution, whose filter taps are reordered from RGB
+// to BGR (exactly: the same products, summed in another order). A source whose input feeds
+// anything else gets a 1x1 convolution swapping blue and red at its own input size instead.
 // False with `*error` when the source does not have the expected single input and output.
 bool prepareModel(const hostengine::Graph& source, std::vector<uint8_t>* prepared,
                   std::string* error);

@@ -26,7 +26,7 @@ void printUsage(FILE* to) {
                  "source    a TFLite model taking float32 [1,H,W,3] RGB in [0,1] and giving a\n"
                  "          float32 [1,H,W,1] person probability\n"
                  "prepared  written with input uint8 [1,%d,%d,3] (RGB24 bytes: blue, green, red)\n"
-                 "          and output int32 [1,%d,%d] (0 background, 1 person)\n",
+                 "          and output int32 [1,%d,%d,1] (0 background, 1 person)\n",
                  kTool, modelprep::kFrameHeight, modelprep::kFrameWidth, modelprep::kFrameHeight,
                  modelprep::kFrameWidth);
 }

@@ -1,6 +1,7 @@
-// The Engine: a checked graph cut into stages (XNNPACK runtimes and plain kernels), with buffers
-// for every tensor that crosses a stage boundary or the engine's own interface. XNNPACK runtimes
-// are bound to those buffers once, at build time, so invoke() only runs the stages.
+// The Engine: a checked graph cut into stages (XNNPACK runtimes, planar resizes and plain
+// kernels), with buffers for every tensor that crosses a stage boundary or the engine's own
+// interface. XNNPACK objects are bound to those buffers once, at build time, so invoke() only runs
+// the stages.
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -16,6 +17,7 @@
 #include "ModelGraph.h"
 #include "OperatorChecks.h"
 #include "Partition.h"
+#include "PlaneResize.h"
 #include "XnnpackLowering.h"
 #include "WorkingMemory.h"
 #include "XnnpackSupport.h"
@@ -59,9 +61,17 @@ class EngineImpl final : public Engine {
         const uint32_t runtimeFlags = options.allowFp16 ? XNN_FLAG_HINT_FP16_INFERENCE : 0;
         for (const Stage& stage : stages) {
             RunStage run;
-            if (stage.executor == Executor::Kernel) {
-                run.kernelOperator = stage.operators.front();
-            } else if (!createRuntime(stage, owned, runtimeFlags, &run.runtime, error)) {
+            run.kernelOperator = stage.operators.front();
+            if (stage.executor == Executor::PlaneResize) {
+                const GraphOperator& op = graph_.operators[run.kernelOperator];
+                if (!createPlaneResize(graph_, run.kernelOperator,
+                                       reinterpret_cast<const float*>(data_[op.inputs[0]]),
+                                       reinterpret_cast<float*>(data_[op.outputs[0]]),
+                                       threadpool_.get(), &run.resize, error)) {
+                    return false;
+                }
+            } else if (stage.executor == Executor::Xnnpack &&
+                       !createRuntime(stage, owned, runtimeFlags, &run.runtime, error)) {
                 return false;
             }
             stages_.push_back(std::move(run));
@@ -103,6 +113,12 @@ class EngineImpl final : public Engine {
                     return fail(error,
                                 std::string("xnn_invoke_runtime failed: ") + xnnStatusText(status));
                 }
+            } else if (stage.resize) {
+                const xnn_status status = xnn_run_operator(stage.resize.get(), threadpool_.get());
+                if (status != xnn_status_success) {
+                    return fail(error,
+                                std::string("xnn_run_operator failed: ") + xnnStatusText(status));
+                }
             } else {
                 runEdgeKernel(graph_, graph_.operators[stage.kernelOperator], data_);
             }
@@ -128,8 +144,9 @@ class EngineImpl final : public Engine {
 
   private:
     struct RunStage {
-        RuntimePtr runtime;         // an XNNPACK stage
-        size_t kernelOperator = 0;  // otherwise: the operator a plain kernel runs
+        RuntimePtr runtime;         // an XNNPACK runtime
+        OperatorPtr resize;         // or a planar resize
+        size_t kernelOperator = 0;  // or else the operator a plain kernel runs
     };
 
     // Each tensor is bounded when the model is read; the sum of every tensor the engine or

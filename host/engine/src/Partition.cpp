@@ -4,13 +4,16 @@
 
 namespace hostengine {
 
-Executor executorOf(OpKind kind) {
-    switch (kind) {
+Executor executorOf(const Graph& graph, const GraphOperator& op) {
+    switch (op.kind) {
         case OpKind::Cast:
         case OpKind::ArgMax:
         case OpKind::Greater:
         case OpKind::GreaterEqual:
             return Executor::Kernel;
+        case OpKind::ResizeBilinear:
+            return graph.tensors[op.inputs[0]].shape[3] == 1 ? Executor::PlaneResize
+                                                             : Executor::Xnnpack;
         default:
             return Executor::Xnnpack;
     }
@@ -19,7 +22,7 @@ Executor executorOf(OpKind kind) {
 std::vector<Stage> partitionStages(const Graph& graph, const std::vector<size_t>& order) {
     std::vector<Stage> stages;
     for (size_t index : order) {
-        const Executor executor = executorOf(graph.operators[index].kind);
+        const Executor executor = executorOf(graph, graph.operators[index]);
         const bool extend = executor == Executor::Xnnpack && !stages.empty() &&
                             stages.back().executor == Executor::Xnnpack;
         if (!extend) {
@@ -42,14 +45,16 @@ std::vector<bool> engineOwnedTensors(const Graph& graph, const std::vector<Stage
         owned[t] = true;
     }
     for (size_t s = 0; s < stages.size(); ++s) {
-        const bool kernel = stages[s].executor == Executor::Kernel;
+        // Only an XNNPACK runtime keeps values of its own; every other stage works on engine
+        // buffers.
+        const bool ownBuffers = stages[s].executor != Executor::Xnnpack;
         for (size_t index : stages[s].operators) {
             const GraphOperator& op = graph.operators[index];
             auto touch = [&](int t) {
                 if (t < 0) {
                     return;
                 }
-                if (kernel) {
+                if (ownBuffers) {
                     owned[t] = true;
                 }
                 if (firstStage[t] < 0) {

@@ -1,7 +1,7 @@
 // Splits the operators to run into stages: runs of consecutive operators XNNPACK covers become
-// one XNNPACK runtime each, and every other operator is a stage of its own run by the engine's
-// plain kernels. Models normally have those only at their edges (a CAST before, a comparison
-// after), which leaves a single XNNPACK runtime in the middle.
+// one XNNPACK runtime each, and every other operator is a stage of its own (a planar XNNPACK
+// resize or one of the engine's plain kernels). Models normally have those only at their edges (a
+// CAST before, a comparison after), which leaves a single XNNPACK runtime in the middle.
 #pragma once
 
 #include <vector>
@@ -10,9 +10,13 @@
 
 namespace hostengine {
 
-enum class Executor { Xnnpack, Kernel };
+// Xnnpack: part of an XNNPACK runtime. PlaneResize: a bilinear resize of a one-channel map, run
+// as XNNPACK's planar resize operator on its own (for one channel the planar and channel-last
+// layouts are the same bytes, and the channel-last kernel spends its time per pixel, which makes
+// it two to three times slower on a probability map). Kernel: the engine's own kernels.
+enum class Executor { Xnnpack, PlaneResize, Kernel };
 
-Executor executorOf(OpKind kind);
+Executor executorOf(const Graph& graph, const GraphOperator& op);
 
 struct Stage {
     Executor executor = Executor::Xnnpack;

@@ -21,11 +21,15 @@ struct SubgraphDeleter {
 struct RuntimeDeleter {
     void operator()(xnn_runtime_t runtime) const { xnn_delete_runtime(runtime); }
 };
+struct OperatorDeleter {
+    void operator()(xnn_operator_t op) const { xnn_delete_operator(op); }
+};
 struct ThreadpoolDeleter {
     void operator()(pthreadpool_t pool) const { pthreadpool_destroy(pool); }
 };
 using SubgraphPtr = std::unique_ptr<xnn_subgraph, SubgraphDeleter>;
 using RuntimePtr = std::unique_ptr<xnn_runtime, RuntimeDeleter>;
+using OperatorPtr = std::unique_ptr<xnn_operator, OperatorDeleter>;
 using ThreadpoolPtr = std::unique_ptr<pthreadpool, ThreadpoolDeleter>;
 
 // A pool of `threads` workers; 0 means one per core. `*pool` stays null (XNNPACK then runs on the
