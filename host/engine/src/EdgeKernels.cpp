@@ -1,5 +1,6 @@
 #include "EdgeKernels.h"
 
+#include <algorithm>
 #include <cmath>
 #include <cstring>
 #include <functional>
@@ -104,11 +105,11 @@ void castElements(const uint8_t* __restrict src, uint8_t* __restrict dst, size_t
         count, [src, dst](size_t i) { store<To>(dst, i, convertValue<To>(load<From>(src, i))); });
 }
 
-template <typename T, typename Compare>
+template <typename To, typename T, typename Compare>
 void compareWithScalar(const uint8_t* __restrict src, T threshold, uint8_t* __restrict dst,
                        size_t count, Compare compare) {
     forEachElement(count, [src, threshold, dst, compare](size_t i) {
-        dst[i] = compare(load<T>(src, i), threshold) ? 1 : 0;
+        store<To>(dst, i, convertValue<To>(compare(load<T>(src, i), threshold)));
     });
 }
 
@@ -178,21 +179,35 @@ std::vector<size_t> broadcastStrides(const std::vector<int32_t>& shape,
     return strides;
 }
 
+// Thresholding a whole map against one value is the common case; it gets a plain loop.
+bool isThreshold(const GraphTensor& a, const GraphTensor& b, size_t count) {
+    return a.elementCount() == count && b.elementCount() == 1;
+}
+
+// Each truth value is written as an element of `outType`, as CAST would turn a BOOL into it.
+void runThreshold(const GraphOperator& op, const GraphTensor& a, ElementType outType,
+                  const uint8_t* srcA, const uint8_t* srcB, uint8_t* dst) {
+    const size_t count = a.elementCount();
+    dispatch(a.type, [&](auto tag) {
+        using T = typename decltype(tag)::type;
+        const T threshold = load<T>(srcB, 0);
+        dispatch(outType, [&](auto toTag) {
+            using To = typename decltype(toTag)::type;
+            if (op.kind == OpKind::GreaterEqual) {
+                compareWithScalar<To>(srcA, threshold, dst, count, std::greater_equal<T>());
+            } else {
+                compareWithScalar<To>(srcA, threshold, dst, count, std::greater<T>());
+            }
+        });
+    });
+}
+
 void runComparison(const GraphOperator& op, const GraphTensor& a, const GraphTensor& b,
                    const GraphTensor& out, const uint8_t* srcA, const uint8_t* srcB, uint8_t* dst) {
     const size_t count = out.elementCount();
     const bool orEqual = op.kind == OpKind::GreaterEqual;
-    // Thresholding a whole map against one value is the common case; it gets a plain loop.
-    if (a.elementCount() == count && b.elementCount() == 1) {
-        dispatch(a.type, [&](auto tag) {
-            using T = typename decltype(tag)::type;
-            const T threshold = load<T>(srcB, 0);
-            if (orEqual) {
-                compareWithScalar(srcA, threshold, dst, count, std::greater_equal<T>());
-            } else {
-                compareWithScalar(srcA, threshold, dst, count, std::greater<T>());
-            }
-        });
+    if (isThreshold(a, b, count)) {
+        runThreshold(op, a, ElementType::Bool, srcA, srcB, dst);
         return;
     }
     const std::vector<size_t> stridesA = broadcastStrides(a.shape, out.shape);
@@ -223,6 +238,32 @@ void runComparison(const GraphOperator& op, const GraphTensor& a, const GraphTen
 }
 
 }  // namespace
+
+bool castFusesWithThreshold(const Graph& graph, const GraphOperator& comparison,
+                            const GraphOperator& cast) {
+    if ((comparison.kind != OpKind::Greater && comparison.kind != OpKind::GreaterEqual) ||
+        cast.kind != OpKind::Cast || cast.inputs[0] != comparison.outputs[0]) {
+        return false;
+    }
+    const int truth = comparison.outputs[0];
+    if (std::find(graph.outputs.begin(), graph.outputs.end(), truth) != graph.outputs.end()) {
+        return false;
+    }
+    size_t readers = 0;
+    for (const GraphOperator& op : graph.operators) {
+        readers += static_cast<size_t>(std::count(op.inputs.begin(), op.inputs.end(), truth));
+    }
+    return readers == 1 &&
+           isThreshold(graph.tensors[comparison.inputs[0]], graph.tensors[comparison.inputs[1]],
+                       graph.tensors[truth].elementCount());
+}
+
+void runThresholdCast(const Graph& graph, const GraphOperator& comparison,
+                      const GraphOperator& cast, const std::vector<uint8_t*>& data) {
+    runThreshold(comparison, graph.tensors[comparison.inputs[0]],
+                 graph.tensors[cast.outputs[0]].type, data[comparison.inputs[0]],
+                 data[comparison.inputs[1]], data[cast.outputs[0]]);
+}
 
 void runEdgeKernel(const Graph& graph, const GraphOperator& op, const std::vector<uint8_t*>& data) {
     const GraphTensor& in = graph.tensors[op.inputs[0]];

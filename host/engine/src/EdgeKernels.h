@@ -15,4 +15,14 @@ namespace hostengine {
 // output's.
 void runEdgeKernel(const Graph& graph, const GraphOperator& op, const std::vector<uint8_t*>& data);
 
+// Whether `cast` can run in one pass with `comparison`, the operator before it: a whole map
+// compared with one value, whose truth values nothing but the cast reads (a threshold turned into
+// labels).
+bool castFusesWithThreshold(const Graph& graph, const GraphOperator& comparison,
+                            const GraphOperator& cast);
+
+// Runs both, writing the cast's output and not the truth values in between.
+void runThresholdCast(const Graph& graph, const GraphOperator& comparison,
+                      const GraphOperator& cast, const std::vector<uint8_t*>& data);
+
 }  // namespace hostengine

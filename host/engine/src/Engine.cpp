@@ -2,6 +2,7 @@
 // kernels), with buffers for every tensor that crosses a stage boundary or the engine's own
 // interface. XNNPACK objects are bound to those buffers once, at build time, so invoke() only runs
 // the stages.
+#include <cstdint>
 #include <cstdio>
 #include <cstring>
 #include <exception>
@@ -59,9 +60,15 @@ class EngineImpl final : public Engine {
         }
         // Float16 arithmetic is only a hint: XNNPACK uses it where the CPU has it.
         const uint32_t runtimeFlags = options.allowFp16 ? XNN_FLAG_HINT_FP16_INFERENCE : 0;
-        for (const Stage& stage : stages) {
+        for (size_t s = 0; s < stages.size(); ++s) {
+            const Stage& stage = stages[s];
             RunStage run;
             run.kernelOperator = stage.operators.front();
+            if (stage.executor == Executor::Kernel && s + 1 < stages.size() &&
+                castFusesWithThreshold(graph_, graph_.operators[run.kernelOperator],
+                                       graph_.operators[stages[s + 1].operators.front()])) {
+                run.fusedCast = stages[++s].operators.front();
+            }
             if (stage.executor == Executor::PlaneResize) {
                 const GraphOperator& op = graph_.operators[run.kernelOperator];
                 if (!createPlaneResize(graph_, run.kernelOperator,
@@ -119,6 +126,9 @@ class EngineImpl final : public Engine {
                     return fail(error,
                                 std::string("xnn_run_operator failed: ") + xnnStatusText(status));
                 }
+            } else if (stage.fusedCast != kNoOperator) {
+                runThresholdCast(graph_, graph_.operators[stage.kernelOperator],
+                                 graph_.operators[stage.fusedCast], data_);
             } else {
                 runEdgeKernel(graph_, graph_.operators[stage.kernelOperator], data_);
             }
@@ -143,10 +153,12 @@ class EngineImpl final : public Engine {
     }
 
   private:
+    static constexpr size_t kNoOperator = SIZE_MAX;
     struct RunStage {
-        RuntimePtr runtime;         // an XNNPACK runtime
-        OperatorPtr resize;         // or a planar resize
-        size_t kernelOperator = 0;  // or else the operator a plain kernel runs
+        RuntimePtr runtime;              // an XNNPACK runtime
+        OperatorPtr resize;              // or a planar resize
+        size_t kernelOperator = 0;       // or else the operator a plain kernel runs,
+        size_t fusedCast = kNoOperator;  // with the CAST of its threshold in the same pass
     };
 
     // Each tensor is bounded when the model is read; the sum of every tensor the engine or
