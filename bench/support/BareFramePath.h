@@ -1,7 +1,7 @@
 // The libyuv calls of the plug-in's frame path written out over caller-owned buffers: the frame
 // to I420 in the full-frame work buffer, scaled to the network's size, turned for a sensor
-// mounted at 90 degrees and converted to RGB24; and the mask turned back. Header only, for the
-// programs that link libyuv.
+// mounted at 90 degrees and converted to RGB24; and the mask turned back with its labels shifted.
+// Header only, for the programs that link libyuv.
 #pragma once
 
 #include <libyuv/convert.h>
@@ -39,10 +39,16 @@ inline int bareFramePreparation(FrameBuffers& b, const FrameCase& f) {
     return r;
 }
 
-// The network's labels turned back into the sensor's orientation (the 90-degree case).
+// The network's labels turned back into the sensor's orientation (the 90-degree case), then every
+// label but the background moved up by one, as the plug-in hands masks to the host.
 inline int bareMaskOutput(FrameBuffers& b) {
-    return libyuv::RotatePlane(b.labels.data(), kNetWidth, b.mask.data(), kNetHeight, kNetWidth,
-                               kNetHeight, libyuv::kRotate270);
+    const int r = libyuv::RotatePlane(b.labels.data(), kNetWidth, b.mask.data(), kNetHeight,
+                                      kNetWidth, kNetHeight, libyuv::kRotate270);
+    for (uint8_t& label : b.mask) {
+        if (label != 0)
+            label = static_cast<uint8_t>(label + 1);
+    }
+    return r;
 }
 
 }  // namespace benchsupport

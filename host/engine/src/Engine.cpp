@@ -15,6 +15,7 @@
 #include "EdgeKernels.h"
 #include "GraphText.h"
 #include "HostEngine.h"
+#include "LabelTail.h"
 #include "ModelGraph.h"
 #include "OperatorChecks.h"
 #include "Partition.h"
@@ -69,7 +70,16 @@ class EngineImpl final : public Engine {
                                        graph_.operators[stages[s + 1].operators.front()])) {
                 run.fusedCast = stages[++s].operators.front();
             }
-            if (stage.executor == Executor::PlaneResize) {
+            if (stage.executor == Executor::PlaneResize && s + 2 < stages.size() &&
+                LabelTail::fits(graph_, graph_.operators[run.kernelOperator],
+                                graph_.operators[stages[s + 1].operators.front()],
+                                graph_.operators[stages[s + 2].operators.front()])) {
+                run.labelTail =
+                    std::make_unique<LabelTail>(graph_, graph_.operators[run.kernelOperator],
+                                                graph_.operators[stages[s + 1].operators.front()],
+                                                graph_.operators[stages[s + 2].operators.front()]);
+                s += 2;
+            } else if (stage.executor == Executor::PlaneResize) {
                 const GraphOperator& op = graph_.operators[run.kernelOperator];
                 if (!createPlaneResize(graph_, run.kernelOperator,
                                        reinterpret_cast<const float*>(data_[op.inputs[0]]),
@@ -126,6 +136,8 @@ class EngineImpl final : public Engine {
                     return fail(error,
                                 std::string("xnn_run_operator failed: ") + xnnStatusText(status));
                 }
+            } else if (stage.labelTail) {
+                stage.labelTail->run(data_, threadpool_.get());
             } else if (stage.fusedCast != kNoOperator) {
                 runThresholdCast(graph_, graph_.operators[stage.kernelOperator],
                                  graph_.operators[stage.fusedCast], data_);
@@ -155,10 +167,11 @@ class EngineImpl final : public Engine {
   private:
     static constexpr size_t kNoOperator = SIZE_MAX;
     struct RunStage {
-        RuntimePtr runtime;              // an XNNPACK runtime
-        OperatorPtr resize;              // or a planar resize
-        size_t kernelOperator = 0;       // or else the operator a plain kernel runs,
-        size_t fusedCast = kNoOperator;  // with the CAST of its threshold in the same pass
+        RuntimePtr runtime;                    // an XNNPACK runtime
+        OperatorPtr resize;                    // or a planar resize
+        std::unique_ptr<LabelTail> labelTail;  // or a resize, threshold and cast at once
+        size_t kernelOperator = 0;             // or else the operator a plain kernel runs,
+        size_t fusedCast = kNoOperator;        // with the CAST of its threshold in the same pass
     };
 
     // Each tensor is bounded when the model is read; the sum of every tensor the engine or

@@ -1,0 +1,143 @@
+#include "LabelTail.h"
+
+#include <algorithm>
+#include <cmath>
+#include <functional>
+
+#include "EdgeKernels.h"
+#include "ElementAccess.h"
+
+namespace hostengine {
+
+namespace {
+
+// Output rows per task: enough to reuse each resized input row, few enough to share the rows of a
+// frame-sized map among the pool's threads.
+constexpr size_t kBandRows = 32;
+
+// One output row: the two resized input rows blended vertically, compared and cast at once.
+template <typename To, typename Compare>
+void blendLabels(const float* __restrict upper, const float* __restrict lower, float weight,
+                 float threshold, uint8_t* __restrict row, size_t width, Compare compare) {
+    elements::forEachElement(width, [=](size_t x) {
+        const float value = upper[x] + (lower[x] - upper[x]) * weight;
+        elements::store<To>(row, x, elements::convertValue<To>(compare(value, threshold)));
+    });
+}
+
+}  // namespace
+
+bool LabelTail::fits(const Graph& graph, const GraphOperator& resize,
+                     const GraphOperator& comparison, const GraphOperator& cast) {
+    if (resize.kind != OpKind::ResizeBilinear || comparison.inputs[0] != resize.outputs[0] ||
+        !castFusesWithThreshold(graph, comparison, cast)) {
+        return false;
+    }
+    const int map = resize.outputs[0];
+    const GraphTensor& in = graph.tensors[resize.inputs[0]];
+    if (in.type != ElementType::Float32 || in.shape[3] != 1 ||
+        std::find(graph.outputs.begin(), graph.outputs.end(), map) != graph.outputs.end()) {
+        return false;
+    }
+    size_t readers = 0;
+    for (const GraphOperator& op : graph.operators) {
+        readers += static_cast<size_t>(std::count(op.inputs.begin(), op.inputs.end(), map));
+    }
+    return readers == 1;
+}
+
+LabelTail::LabelTail(const Graph& graph, const GraphOperator& resize,
+                     const GraphOperator& comparison, const GraphOperator& cast)
+    : resize_(resize),
+      comparison_(comparison),
+      cast_(cast),
+      labelType_(graph.tensors[cast.outputs[0]].type) {
+    const auto& in = graph.tensors[resize.inputs[0]].shape;
+    const auto& out = graph.tensors[resize.outputs[0]].shape;
+    batches_ = in[0];
+    inHeight_ = in[1];
+    inWidth_ = in[2];
+    rows_ = taps(in[1], out[1], resize.options);
+    columns_ = taps(in[2], out[2], resize.options);
+    bandsPerMap_ = (rows_.size() + kBandRows - 1) / kBandRows;
+    blendRows_.resize(bandsPerMap_ * static_cast<size_t>(batches_) * 2 * columns_.size());
+}
+
+std::vector<LabelTail::Tap> LabelTail::taps(int32_t in, int32_t out, const OpOptions& options) {
+    const float scale = options.alignCorners && out > 1 ? static_cast<float>(in - 1) / (out - 1)
+                                                        : static_cast<float>(in) / out;
+    std::vector<Tap> taps(static_cast<size_t>(out));
+    for (int32_t o = 0; o < out; ++o) {
+        const float mapped = options.halfPixelCenters ? (o + 0.5f) * scale - 0.5f : o * scale;
+        const float source = std::clamp(mapped, 0.0f, static_cast<float>(in - 1));
+        const int32_t first = static_cast<int32_t>(source);
+        taps[o] = Tap{first, std::min(first + 1, in - 1), source - static_cast<float>(first)};
+    }
+    return taps;
+}
+
+void LabelTail::resizeRow(const float* map, int32_t row, float* to) const {
+    const float* in = map + static_cast<size_t>(row) * inWidth_;
+    for (size_t x = 0; x < columns_.size(); ++x) {
+        const float left = in[columns_[x].first];
+        to[x] = left + (in[columns_[x].second] - left) * columns_[x].weight;
+    }
+}
+
+void LabelTail::run(const std::vector<uint8_t*>& data, pthreadpool_t threadpool) {
+    data_ = &data;
+    pthreadpool_parallelize_1d(threadpool, &LabelTail::runBand, this,
+                               bandsPerMap_ * static_cast<size_t>(batches_),
+                               PTHREADPOOL_FLAG_DISABLE_DENORMALS);
+    data_ = nullptr;
+}
+
+void LabelTail::runBand(void* tail, size_t band) {
+    static_cast<LabelTail*>(tail)->writeBand(band);
+}
+
+void LabelTail::writeBand(size_t band) {
+    const std::vector<uint8_t*>& data = *data_;
+    const size_t batch = band / bandsPerMap_;
+    const size_t firstRow = band % bandsPerMap_ * kBandRows;
+    const size_t endRow = std::min(firstRow + kBandRows, rows_.size());
+    const size_t width = columns_.size();
+    const float threshold = elements::load<float>(data[comparison_.inputs[1]], 0);
+    const float* map = reinterpret_cast<const float*>(data[resize_.inputs[0]]) +
+                       batch * static_cast<size_t>(inHeight_) * inWidth_;
+    uint8_t* labels =
+        data[cast_.outputs[0]] + batch * rows_.size() * width * elementSize(labelType_);
+    float* upper = blendRows_.data() + band * 2 * width;
+    float* lower = upper + width;
+    int32_t upperRow = -1;
+    int32_t lowerRow = -1;
+    for (size_t y = firstRow; y < endRow; ++y) {
+        const Tap& tap = rows_[y];
+        if (tap.first != upperRow) {
+            if (tap.first == lowerRow) {
+                std::swap(upper, lower);
+                lowerRow = -1;
+            } else {
+                resizeRow(map, tap.first, upper);
+            }
+            upperRow = tap.first;
+        }
+        if (tap.second != lowerRow) {
+            resizeRow(map, tap.second, lower);
+            lowerRow = tap.second;
+        }
+        uint8_t* row = labels + y * width * elementSize(labelType_);
+        elements::dispatch(labelType_, [&](auto tag) {
+            using To = typename decltype(tag)::type;
+            if (comparison_.kind == OpKind::GreaterEqual) {
+                blendLabels<To>(upper, lower, tap.weight, threshold, row, width,
+                                std::greater_equal<float>());
+            } else {
+                blendLabels<To>(upper, lower, tap.weight, threshold, row, width,
+                                std::greater<float>());
+            }
+        });
+    }
+}
+
+}  // namespace hostengine

@@ -1,0 +1,63 @@
+// The tail of a segmentation model run as one kernel: a one-channel probability map resized
+// bilinearly to the frame, compared with one value and cast to labels. Run apart, the three write
+// and read the full-size map of probabilities and then of truth values; here each output row is
+// blended from two horizontally resized input rows and written as labels at once.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "ModelGraph.h"
+#include "XnnpackSupport.h"
+
+namespace hostengine {
+
+class LabelTail {
+  public:
+    // Whether `resize`, `comparison` and `cast` (consecutive operators of a checked graph) form
+    // such a tail: a float one-channel RESIZE_BILINEAR read only by a GREATER or GREATER_EQUAL
+    // against one value, whose truth values only the CAST reads; neither in-between map is a
+    // graph output.
+    static bool fits(const Graph& graph, const GraphOperator& resize,
+                     const GraphOperator& comparison, const GraphOperator& cast);
+
+    LabelTail(const Graph& graph, const GraphOperator& resize, const GraphOperator& comparison,
+              const GraphOperator& cast);
+
+    // `data[t]` is the storage of tensor t, as for the engine's other kernels. Bands of output rows
+    // run on `threadpool` (null: the calling thread), with denormal numbers flushed to zero as
+    // XNNPACK computes, so that a near-zero probability costs what any other does.
+    void run(const std::vector<uint8_t*>& data, pthreadpool_t threadpool);
+
+  private:
+    // Where an output row or column samples its input, as TFLite's RESIZE_BILINEAR places it:
+    // the two neighbours and the weight of the second.
+    struct Tap {
+        int32_t first = 0;
+        int32_t second = 0;
+        float weight = 0.0f;
+    };
+    static std::vector<Tap> taps(int32_t in, int32_t out, const OpOptions& options);
+    static void runBand(void* tail, size_t band);
+
+    // Input row `row` of `map`, resized horizontally into `to`.
+    void resizeRow(const float* map, int32_t row, float* to) const;
+    void writeBand(size_t band);
+
+    const GraphOperator& resize_;
+    const GraphOperator& comparison_;
+    const GraphOperator& cast_;
+    ElementType labelType_;
+    int32_t batches_ = 0;
+    int32_t inHeight_ = 0;
+    int32_t inWidth_ = 0;
+    size_t bandsPerMap_ = 0;
+    std::vector<Tap> rows_;
+    std::vector<Tap> columns_;
+    // Per band, the two input rows its current output row blends, resized horizontally: each is
+    // kept while the band's next output rows still need it.
+    std::vector<float> blendRows_;
+    const std::vector<uint8_t*>* data_ = nullptr;  // during run()
+};
+
+}  // namespace hostengine
