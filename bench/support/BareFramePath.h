@@ -44,10 +44,9 @@ inline int bareFramePreparation(FrameBuffers& b, const FrameCase& f) {
 inline int bareMaskOutput(FrameBuffers& b) {
     const int r = libyuv::RotatePlane(b.labels.data(), kNetWidth, b.mask.data(), kNetHeight,
                                       kNetWidth, kNetHeight, libyuv::kRotate270);
-    for (uint8_t& label : b.mask) {
-        if (label != 0)
-            label = static_cast<uint8_t>(label + 1);
-    }
+    uint8_t* mask = b.mask.data();
+    for (size_t i = 0; i < kNetPixels; ++i)
+        mask[i] = static_cast<uint8_t>(mask[i] + (mask[i] != 0));
     return r;
 }
 
