@@ -52,7 +52,8 @@ bool LabelTail::fits(const Graph& graph, const GraphOperator& resize,
     }
     const int map = resize.outputs[0];
     const GraphTensor& in = graph.tensors[resize.inputs[0]];
-    if (in.type != ElementType::Float32 || in.shape[3] != 1 ||
+    if (in.type != ElementType::Float32 || in.shape[3] != 1 || in.shape[1] <= 0 ||
+        in.shape[2] <= 0 ||
         std::find(graph.outputs.begin(), graph.outputs.end(), map) != graph.outputs.end()) {
         return false;
     }
