@@ -95,7 +95,10 @@ std::unique_ptr<BareXnnpack> BareXnnpack::fromModelFile(const std::string& path,
             }
             continue;
         }
-        if (stage.executor != hostengine::Executor::Xnnpack) {
+        // The engine's own kernel for a frame head replaces operators XNNPACK runs too: the bare
+        // run has XNNPACK run them.
+        if (stage.executor != hostengine::Executor::Xnnpack &&
+            stage.executor != hostengine::Executor::FrameHead) {
             continue;
         }
         const std::vector<int> externals = hostengine::stageExternalTensors(graph, stage, owned);

@@ -13,6 +13,7 @@
 
 #include "ConstantFolding.h"
 #include "EdgeKernels.h"
+#include "FrameHead.h"
 #include "GraphText.h"
 #include "HostEngine.h"
 #include "LabelTail.h"
@@ -70,10 +71,15 @@ class EngineImpl final : public Engine {
                                        graph_.operators[stages[s + 1].operators.front()])) {
                 run.fusedCast = stages[++s].operators.front();
             }
-            if (stage.executor == Executor::PlaneResize && s + 2 < stages.size() &&
-                LabelTail::fits(graph_, graph_.operators[run.kernelOperator],
-                                graph_.operators[stages[s + 1].operators.front()],
-                                graph_.operators[stages[s + 2].operators.front()])) {
+            if (stage.executor == Executor::FrameHead) {
+                // The dequantize's stage; the resize is the next one.
+                run.frameHead =
+                    std::make_unique<FrameHead>(graph_, graph_.operators[run.kernelOperator],
+                                                graph_.operators[stages[++s].operators.front()]);
+            } else if (stage.executor == Executor::PlaneResize && s + 2 < stages.size() &&
+                       LabelTail::fits(graph_, graph_.operators[run.kernelOperator],
+                                       graph_.operators[stages[s + 1].operators.front()],
+                                       graph_.operators[stages[s + 2].operators.front()])) {
                 run.labelTail =
                     std::make_unique<LabelTail>(graph_, graph_.operators[run.kernelOperator],
                                                 graph_.operators[stages[s + 1].operators.front()],
@@ -136,6 +142,8 @@ class EngineImpl final : public Engine {
                     return fail(error,
                                 std::string("xnn_run_operator failed: ") + xnnStatusText(status));
                 }
+            } else if (stage.frameHead) {
+                stage.frameHead->run(data_, threadpool_.get());
             } else if (stage.labelTail) {
                 stage.labelTail->run(data_, threadpool_.get());
             } else if (stage.fusedCast != kNoOperator) {
@@ -169,6 +177,7 @@ class EngineImpl final : public Engine {
     struct RunStage {
         RuntimePtr runtime;                    // an XNNPACK runtime
         OperatorPtr resize;                    // or a planar resize
+        std::unique_ptr<FrameHead> frameHead;  // or a frame's dequantize and resize at once
         std::unique_ptr<LabelTail> labelTail;  // or a resize, threshold and cast at once
         size_t kernelOperator = 0;             // or else the operator a plain kernel runs,
         size_t fusedCast = kNoOperator;        // with the CAST of its threshold in the same pass

@@ -75,23 +75,10 @@ LabelTail::LabelTail(const Graph& graph, const GraphOperator& resize,
     batches_ = in[0];
     inHeight_ = in[1];
     inWidth_ = in[2];
-    rows_ = taps(in[1], out[1], resize.options);
-    columns_ = taps(in[2], out[2], resize.options);
+    rows_ = resizeTaps(in[1], out[1], resize.options);
+    columns_ = resizeTaps(in[2], out[2], resize.options);
     bandsPerMap_ = (rows_.size() + kBandRows - 1) / kBandRows;
     blendRows_.resize(bandsPerMap_ * static_cast<size_t>(batches_) * 2 * columns_.size());
-}
-
-std::vector<LabelTail::Tap> LabelTail::taps(int32_t in, int32_t out, const OpOptions& options) {
-    const float scale = options.alignCorners && out > 1 ? static_cast<float>(in - 1) / (out - 1)
-                                                        : static_cast<float>(in) / out;
-    std::vector<Tap> taps(static_cast<size_t>(out));
-    for (int32_t o = 0; o < out; ++o) {
-        const float mapped = options.halfPixelCenters ? (o + 0.5f) * scale - 0.5f : o * scale;
-        const float source = std::clamp(mapped, 0.0f, static_cast<float>(in - 1));
-        const int32_t first = static_cast<int32_t>(source);
-        taps[o] = Tap{first, std::min(first + 1, in - 1), source - static_cast<float>(first)};
-    }
-    return taps;
 }
 
 void LabelTail::resizeRow(const float* map, int32_t row, float* to) const {
@@ -130,7 +117,7 @@ void LabelTail::writeBand(size_t band) {
     int32_t upperRow = -1;
     int32_t lowerRow = -1;
     for (size_t y = firstRow; y < endRow; ++y) {
-        const Tap& tap = rows_[y];
+        const ResizeTap& tap = rows_[y];
         if (tap.first != upperRow) {
             if (tap.first == lowerRow) {
                 std::swap(upper, lower);

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "ModelGraph.h"
+#include "ResizeTaps.h"
 #include "XnnpackSupport.h"
 
 namespace hostengine {
@@ -30,14 +31,6 @@ class LabelTail {
     void run(const std::vector<uint8_t*>& data, pthreadpool_t threadpool);
 
   private:
-    // Where an output row or column samples its input, as TFLite's RESIZE_BILINEAR places it:
-    // the two neighbours and the weight of the second.
-    struct Tap {
-        int32_t first = 0;
-        int32_t second = 0;
-        float weight = 0.0f;
-    };
-    static std::vector<Tap> taps(int32_t in, int32_t out, const OpOptions& options);
     static void runBand(void* tail, size_t band);
 
     // Input row `row` of `map`, resized horizontally into `to`.
@@ -52,8 +45,8 @@ class LabelTail {
     int32_t inHeight_ = 0;
     int32_t inWidth_ = 0;
     size_t bandsPerMap_ = 0;
-    std::vector<Tap> rows_;
-    std::vector<Tap> columns_;
+    std::vector<ResizeTap> rows_;
+    std::vector<ResizeTap> columns_;
     // Per band, the two input rows its current output row blends, resized horizontally: each is
     // kept while the band's next output rows still need it.
     std::vector<float> blendRows_;

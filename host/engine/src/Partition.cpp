@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "FrameHead.h"
+
 namespace hostengine {
 
 Executor executorOf(const Graph& graph, const GraphOperator& op) {
@@ -20,9 +22,19 @@ Executor executorOf(const Graph& graph, const GraphOperator& op) {
 }
 
 std::vector<Stage> partitionStages(const Graph& graph, const std::vector<size_t>& order) {
-    std::vector<Stage> stages;
+    std::vector<Executor> executors;
     for (size_t index : order) {
-        const Executor executor = executorOf(graph, graph.operators[index]);
+        executors.push_back(executorOf(graph, graph.operators[index]));
+    }
+    for (size_t i = 0; i + 1 < order.size(); ++i) {
+        if (FrameHead::fits(graph, graph.operators[order[i]], graph.operators[order[i + 1]])) {
+            executors[i] = executors[i + 1] = Executor::FrameHead;
+        }
+    }
+    std::vector<Stage> stages;
+    for (size_t i = 0; i < order.size(); ++i) {
+        const size_t index = order[i];
+        const Executor executor = executors[i];
         const bool extend = executor == Executor::Xnnpack && !stages.empty() &&
                             stages.back().executor == Executor::Xnnpack;
         if (!extend) {

@@ -10,11 +10,13 @@
 
 namespace hostengine {
 
-// Xnnpack: part of an XNNPACK runtime. PlaneResize: a bilinear resize of a one-channel map, run
-// as XNNPACK's planar resize operator on its own (for one channel the planar and channel-last
-// layouts are the same bytes, and the channel-last kernel spends its time per pixel, which makes
-// it two to three times slower on a probability map). Kernel: the engine's own kernels.
-enum class Executor { Xnnpack, PlaneResize, Kernel };
+// Xnnpack: part of an XNNPACK runtime. FrameHead: a dequantize of an 8-bit frame and the resize
+// reading it, which the engine runs as one kernel of its own. PlaneResize: a bilinear resize of a
+// one-channel map, run as XNNPACK's planar resize operator on its own (for one channel the planar
+// and channel-last layouts are the same bytes, and the channel-last kernel spends its time per
+// pixel, which makes it two to three times slower on a probability map). Kernel: the engine's own
+// kernels.
+enum class Executor { Xnnpack, FrameHead, PlaneResize, Kernel };
 
 Executor executorOf(const Graph& graph, const GraphOperator& op);
 
