@@ -82,10 +82,13 @@ LabelTail::LabelTail(const Graph& graph, const GraphOperator& resize,
 }
 
 void LabelTail::resizeRow(const float* map, int32_t row, float* to) const {
-    const float* in = map + static_cast<size_t>(row) * inWidth_;
-    for (size_t x = 0; x < columns_.size(); ++x) {
-        const float left = in[columns_[x].first];
-        to[x] = left + (in[columns_[x].second] - left) * columns_[x].weight;
+    const float* __restrict in = map + static_cast<size_t>(row) * inWidth_;
+    const ResizeTap* __restrict taps = columns_.data();
+    float* __restrict out = to;
+    const size_t width = columns_.size();
+    for (size_t x = 0; x < width; ++x) {
+        const float left = in[taps[x].first];
+        out[x] = left + (in[taps[x].second] - left) * taps[x].weight;
     }
 }
 
