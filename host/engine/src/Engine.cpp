@@ -52,7 +52,13 @@ class EngineImpl final : public Engine {
             return false;
         }
         const std::vector<Stage> stages = partitionStages(graph_, order);
-        const std::vector<bool> owned = engineOwnedTensors(graph_, stages);
+        const std::vector<Step> steps = planSteps(stages);
+        std::vector<bool> owned = engineOwnedTensors(graph_, stages);
+        for (const Step& step : steps) {
+            for (int t : passedWithin(step, stages)) {
+                owned[t] = false;
+            }
+        }
         if (!checkTensorBytes(error) || !checkWindowWorkingMemory(graph_, order, error)) {
             return false;
         }
@@ -62,40 +68,39 @@ class EngineImpl final : public Engine {
         }
         // Float16 arithmetic is only a hint: XNNPACK uses it where the CPU has it.
         const uint32_t runtimeFlags = options.allowFp16 ? XNN_FLAG_HINT_FP16_INFERENCE : 0;
-        for (size_t s = 0; s < stages.size(); ++s) {
-            const Stage& stage = stages[s];
+        for (const Step& step : steps) {
             RunStage run;
-            run.kernelOperator = stage.operators.front();
-            if (stage.executor == Executor::Kernel && s + 1 < stages.size() &&
-                castFusesWithThreshold(graph_, graph_.operators[run.kernelOperator],
-                                       graph_.operators[stages[s + 1].operators.front()])) {
-                run.fusedCast = stages[++s].operators.front();
-            }
-            if (stage.executor == Executor::FrameHead) {
-                // The dequantize's stage; the resize is the next one.
-                run.frameHead =
-                    std::make_unique<FrameHead>(graph_, graph_.operators[run.kernelOperator],
-                                                graph_.operators[stages[++s].operators.front()]);
-            } else if (stage.executor == Executor::PlaneResize && s + 2 < stages.size() &&
-                       LabelTail::fits(graph_, graph_.operators[run.kernelOperator],
-                                       graph_.operators[stages[s + 1].operators.front()],
-                                       graph_.operators[stages[s + 2].operators.front()])) {
-                run.labelTail =
-                    std::make_unique<LabelTail>(graph_, graph_.operators[run.kernelOperator],
-                                                graph_.operators[stages[s + 1].operators.front()],
-                                                graph_.operators[stages[s + 2].operators.front()]);
-                s += 2;
-            } else if (stage.executor == Executor::PlaneResize) {
-                const GraphOperator& op = graph_.operators[run.kernelOperator];
-                if (!createPlaneResize(graph_, run.kernelOperator,
-                                       reinterpret_cast<const float*>(data_[op.inputs[0]]),
-                                       reinterpret_cast<float*>(data_[op.outputs[0]]),
-                                       threadpool_.get(), &run.resize, error)) {
-                    return false;
-                }
-            } else if (stage.executor == Executor::Xnnpack &&
-                       !createRuntime(stage, owned, runtimeFlags, &run.runtime, error)) {
-                return false;
+            run.kernelOperator = stages[step.stage].operators.front();
+            const GraphOperator& op = graph_.operators[run.kernelOperator];
+            switch (step.runner) {
+                case Runner::Runtime:
+                    if (!createRuntime(stages[step.stage], owned, runtimeFlags, &run.runtime,
+                                       error)) {
+                        return false;
+                    }
+                    break;
+                case Runner::PlaneResize:
+                    if (!createPlaneResize(graph_, run.kernelOperator,
+                                           reinterpret_cast<const float*>(data_[op.inputs[0]]),
+                                           reinterpret_cast<float*>(data_[op.outputs[0]]),
+                                           threadpool_.get(), &run.resize, error)) {
+                        return false;
+                    }
+                    break;
+                case Runner::FrameHead:
+                    run.frameHead =
+                        std::make_unique<FrameHead>(graph_, op, operatorOf(stages, step.stage + 1));
+                    break;
+                case Runner::LabelTail:
+                    run.labelTail =
+                        std::make_unique<LabelTail>(graph_, op, operatorOf(stages, step.stage + 1),
+                                                    operatorOf(stages, step.stage + 2));
+                    break;
+                case Runner::ThresholdCast:
+                    run.fusedCast = stages[step.stage + 1].operators.front();
+                    break;
+                case Runner::Kernel:
+                    break;
             }
             stages_.push_back(std::move(run));
         }
@@ -173,6 +178,70 @@ class EngineImpl final : public Engine {
     }
 
   private:
+    // How a stage, or a run of stages the engine fuses, is executed: an XNNPACK runtime, a planar
+    // resize, one of the fused kernels (frame head: dequantize + resize; label tail: resize +
+    // comparison + cast; threshold and cast), or a plain kernel.
+    enum class Runner { Runtime, PlaneResize, FrameHead, LabelTail, ThresholdCast, Kernel };
+    struct Step {
+        Runner runner = Runner::Kernel;
+        size_t stage = 0;  // the first of the stages it executes
+    };
+
+    const GraphOperator& operatorOf(const std::vector<Stage>& stages, size_t stage) const {
+        return graph_.operators[stages[stage].operators.front()];
+    }
+
+    std::vector<Step> planSteps(const std::vector<Stage>& stages) const {
+        std::vector<Step> steps;
+        for (size_t s = 0; s < stages.size(); ++s) {
+            const size_t first = s;
+            Runner runner = Runner::Kernel;
+            switch (stages[s].executor) {
+                case Executor::Xnnpack:
+                    runner = Runner::Runtime;
+                    break;
+                case Executor::FrameHead:  // the dequantize's stage; the resize's is the next
+                    runner = Runner::FrameHead;
+                    s += 1;
+                    break;
+                case Executor::PlaneResize:
+                    runner = Runner::PlaneResize;
+                    if (s + 2 < stages.size() &&
+                        LabelTail::fits(graph_, operatorOf(stages, s), operatorOf(stages, s + 1),
+                                        operatorOf(stages, s + 2))) {
+                        runner = Runner::LabelTail;
+                        s += 2;
+                    }
+                    break;
+                case Executor::Kernel:
+                    if (s + 1 < stages.size() &&
+                        castFusesWithThreshold(graph_, operatorOf(stages, s),
+                                               operatorOf(stages, s + 1))) {
+                        runner = Runner::ThresholdCast;
+                        s += 1;
+                    }
+                    break;
+            }
+            steps.push_back(Step{runner, first});
+        }
+        return steps;
+    }
+
+    // The tensors only the operators of one fused step pass among themselves: nothing else reads
+    // them, so they need no buffer.
+    std::vector<int> passedWithin(const Step& step, const std::vector<Stage>& stages) const {
+        switch (step.runner) {
+            case Runner::FrameHead:
+            case Runner::ThresholdCast:
+                return {operatorOf(stages, step.stage).outputs[0]};
+            case Runner::LabelTail:
+                return {operatorOf(stages, step.stage).outputs[0],
+                        operatorOf(stages, step.stage + 1).outputs[0]};
+            default:
+                return {};
+        }
+    }
+
     static constexpr size_t kNoOperator = SIZE_MAX;
     struct RunStage {
         RuntimePtr runtime;                    // an XNNPACK runtime
