@@ -7,9 +7,6 @@ namespace hostengine {
 
 namespace {
 
-// Output rows per task, as for the label tail.
-constexpr size_t kBandRows = 32;
-
 bool isQuantized8(const GraphTensor& t) {
     return (t.type == ElementType::Uint8 || t.type == ElementType::Int8) &&
            t.quantization.present && !t.quantization.perChannel;
@@ -62,7 +59,9 @@ bool FrameHead::fits(const Graph& graph, const GraphOperator& dequantize,
     for (const GraphOperator& op : graph.operators) {
         readers += static_cast<size_t>(std::count(op.inputs.begin(), op.inputs.end(), map));
     }
-    return readers == 1;
+    const auto& out = graph.tensors[resize.outputs[0]].shape;
+    return readers == 1 &&
+           resizeScratchFits(frame.shape[0], out[1], int64_t{frame.shape[2]} * kChannels + 1);
 }
 
 FrameHead::FrameHead(const Graph& graph, const GraphOperator& dequantize,
@@ -78,7 +77,7 @@ FrameHead::FrameHead(const Graph& graph, const GraphOperator& dequantize,
     inWidth_ = frame.shape[2];
     rows_ = resizeTaps(inHeight_, out[1], resize.options);
     columns_ = resizeTaps(inWidth_, out[2], resize.options);
-    bandsPerImage_ = (rows_.size() + kBandRows - 1) / kBandRows;
+    bandsPerImage_ = (rows_.size() + kResizeBandRows - 1) / kResizeBandRows;
     blendedStride_ = static_cast<size_t>(inWidth_) * kChannels + 1;
     blended_.resize(bandsPerImage_ * static_cast<size_t>(batches_) * blendedStride_);
 }
@@ -103,8 +102,8 @@ void FrameHead::runBand(void* head, size_t band) {
 template <typename T>
 void FrameHead::writeBand(size_t band) {
     const size_t batch = band / bandsPerImage_;
-    const size_t firstRow = band % bandsPerImage_ * kBandRows;
-    const size_t endRow = std::min(firstRow + kBandRows, rows_.size());
+    const size_t firstRow = band % bandsPerImage_ * kResizeBandRows;
+    const size_t endRow = std::min(firstRow + kResizeBandRows, rows_.size());
     const size_t inRow = static_cast<size_t>(inWidth_) * kChannels;
     const size_t outRow = columns_.size() * kChannels;
     const T* frame = reinterpret_cast<const T*>((*data_)[dequantize_.inputs[0]]) +

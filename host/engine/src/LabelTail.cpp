@@ -12,10 +12,6 @@ namespace hostengine {
 
 namespace {
 
-// Output rows per task: enough to reuse each resized input row, few enough to share the rows of a
-// frame-sized map among the pool's threads.
-constexpr size_t kBandRows = 32;
-
 // One output row: the two resized input rows blended vertically, compared and cast at once. The
 // labels of a block go through a local array, which nothing else can alias, so that the compiler
 // vectorises the block.
@@ -61,7 +57,8 @@ bool LabelTail::fits(const Graph& graph, const GraphOperator& resize,
     for (const GraphOperator& op : graph.operators) {
         readers += static_cast<size_t>(std::count(op.inputs.begin(), op.inputs.end(), map));
     }
-    return readers == 1;
+    const auto& out = graph.tensors[map].shape;
+    return readers == 1 && resizeScratchFits(in.shape[0], out[1], int64_t{out[2]} * 2);
 }
 
 LabelTail::LabelTail(const Graph& graph, const GraphOperator& resize,
@@ -77,7 +74,7 @@ LabelTail::LabelTail(const Graph& graph, const GraphOperator& resize,
     inWidth_ = in[2];
     rows_ = resizeTaps(in[1], out[1], resize.options);
     columns_ = resizeTaps(in[2], out[2], resize.options);
-    bandsPerMap_ = (rows_.size() + kBandRows - 1) / kBandRows;
+    bandsPerMap_ = (rows_.size() + kResizeBandRows - 1) / kResizeBandRows;
     blendRows_.resize(bandsPerMap_ * static_cast<size_t>(batches_) * 2 * columns_.size());
 }
 
@@ -107,8 +104,8 @@ void LabelTail::runBand(void* tail, size_t band) {
 void LabelTail::writeBand(size_t band) {
     const std::vector<uint8_t*>& data = *data_;
     const size_t batch = band / bandsPerMap_;
-    const size_t firstRow = band % bandsPerMap_ * kBandRows;
-    const size_t endRow = std::min(firstRow + kBandRows, rows_.size());
+    const size_t firstRow = band % bandsPerMap_ * kResizeBandRows;
+    const size_t endRow = std::min(firstRow + kResizeBandRows, rows_.size());
     const size_t width = columns_.size();
     const float threshold = elements::load<float>(data[comparison_.inputs[1]], 0);
     const float* map = reinterpret_cast<const float*>(data[resize_.inputs[0]]) +

@@ -17,4 +17,12 @@ std::vector<ResizeTap> resizeTaps(int32_t in, int32_t out, const OpOptions& opti
     return taps;
 }
 
+bool resizeScratchFits(int64_t batches, int64_t outRows, int64_t floatsPerBand) {
+    constexpr long double kMaxScratchBytes = 64.0L * 1024 * 1024;
+    const int64_t bandsPerMap = (outRows + static_cast<int64_t>(kResizeBandRows) - 1) /
+                                static_cast<int64_t>(kResizeBandRows);
+    return static_cast<long double>(batches) * bandsPerMap * floatsPerBand * sizeof(float) <=
+           kMaxScratchBytes;
+}
+
 }  // namespace hostengine
