@@ -14,6 +14,7 @@
 
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <memory>
@@ -23,6 +24,7 @@
 #include "BareFramePath.h"
 #include "BareXnnpack.h"
 #include "BodySegmentAPI.h"
+#include "HostFrame.h"
 #include "RatioReporter.h"
 #include "standin_control.h"
 
@@ -106,20 +108,9 @@ void wholeCall(benchmark::State& state, const FrameCase& f, int threads) {
         state.SkipWithError("algoInitHandle failed");
         return;
     }
-    std::vector<uint8_t> frame = benchsupport::testFrame(f);
-    std::vector<uint8_t> mask(BODYSEG_MASK_BYTES);
-    Image in{};
-    in.orientation = 90;
-    in.image_type = BODYSEG_IMAGE_NV21;
-    in.width = f.width;
-    in.height = f.height;
-    in.stride = f.stride;
-    in.scan = f.scan;
-    in.data = frame.data();
-    Image out{};
-    out.data = mask.data();
+    benchsupport::HostFrame host(f);
     for (auto _ : state) {
-        if (plugin().process(&in, &out) != 0)
+        if (plugin().process(&host.in, &host.out) != 0)
             state.SkipWithError("processImage failed");
         benchmark::ClobberMemory();
     }
@@ -169,7 +160,7 @@ std::string add(const std::string& name, Fn fn, Args... args) {
 }  // namespace
 
 int main(int argc, char** argv) {
-    if (readFile(kModel).empty() || readFile(kNetwork).empty()) {
+    if (!std::filesystem::exists(kModel) || !std::filesystem::exists(kNetwork)) {
         std::printf("floor_bench: %s or %s not present (scripts/demo.sh), nothing measured\n",
                     kModel.c_str(), kNetwork.c_str());
         return 0;

@@ -14,6 +14,7 @@
 
 #include "BodySegmentAPI.h"
 #include "FramePath.h"
+#include "HostFrame.h"
 #include "RatioReporter.h"
 #include "standin_control.h"
 
@@ -75,20 +76,9 @@ LoadedPlugin& plugin() {
 }
 
 void wholeFrame(benchmark::State& state, const FrameCase& f) {
-    std::vector<uint8_t> frame = benchsupport::testFrame(f);
-    std::vector<uint8_t> mask(BODYSEG_MASK_BYTES);
-    Image in{};
-    in.orientation = 90;
-    in.image_type = BODYSEG_IMAGE_NV21;
-    in.width = f.width;
-    in.height = f.height;
-    in.stride = f.stride;
-    in.scan = f.scan;
-    in.data = frame.data();
-    Image out{};
-    out.data = mask.data();
+    benchsupport::HostFrame host(f);
     for (auto _ : state) {
-        if (plugin().process(&in, &out) != 0)
+        if (plugin().process(&host.in, &host.out) != 0)
             state.SkipWithError("processImage failed");
         benchmark::ClobberMemory();
     }

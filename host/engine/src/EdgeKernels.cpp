@@ -4,16 +4,47 @@
 #include <functional>
 
 #include "ElementAccess.h"
+#include "Partition.h"
 
 namespace hostengine {
 
 namespace {
 
-using elements::castElements;
-using elements::compareWithScalar;
+using elements::convertValue;
 using elements::dispatch;
 using elements::load;
 using elements::store;
+
+// Element-wise loops over buffers that do not overlap, in blocks of a fixed length so that the
+// compiler vectorises them at every optimisation level: the edge operators run on whole frames
+// (a threshold and a cast per label of a 456x342 map).
+template <typename Body>
+void forEachElement(size_t count, Body body) {
+    constexpr size_t kBlock = 16;
+    size_t i = 0;
+    for (; i + kBlock <= count; i += kBlock) {
+        for (size_t k = 0; k < kBlock; ++k) {
+            body(i + k);
+        }
+    }
+    for (; i < count; ++i) {
+        body(i);
+    }
+}
+
+template <typename To, typename From>
+void castElements(const uint8_t* __restrict src, uint8_t* __restrict dst, size_t count) {
+    forEachElement(
+        count, [src, dst](size_t i) { store<To>(dst, i, convertValue<To>(load<From>(src, i))); });
+}
+
+template <typename To, typename T, typename Compare>
+void compareWithScalar(const uint8_t* __restrict src, T threshold, uint8_t* __restrict dst,
+                       size_t count, Compare compare) {
+    forEachElement(count, [src, threshold, dst, compare](size_t i) {
+        store<To>(dst, i, convertValue<To>(compare(load<T>(src, i), threshold)));
+    });
+}
 
 void runCast(const GraphTensor& in, const GraphTensor& out, const uint8_t* src, uint8_t* dst) {
     const size_t count = in.elementCount();
@@ -148,14 +179,7 @@ bool castFusesWithThreshold(const Graph& graph, const GraphOperator& comparison,
         return false;
     }
     const int truth = comparison.outputs[0];
-    if (std::find(graph.outputs.begin(), graph.outputs.end(), truth) != graph.outputs.end()) {
-        return false;
-    }
-    size_t readers = 0;
-    for (const GraphOperator& op : graph.operators) {
-        readers += static_cast<size_t>(std::count(op.inputs.begin(), op.inputs.end(), truth));
-    }
-    return readers == 1 &&
+    return readOnlyOnce(graph, truth) &&
            isThreshold(graph.tensors[comparison.inputs[0]], graph.tensors[comparison.inputs[1]],
                        graph.tensors[truth].elementCount());
 }

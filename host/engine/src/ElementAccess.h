@@ -1,6 +1,5 @@
 // Typed access to the engine's untyped tensor buffers, shared by its own kernels: element types
-// to C++ types, loads and stores that promise nothing about alignment, TFLite's CAST rules, and
-// loops the compiler vectorises.
+// to C++ types, loads and stores that promise nothing about alignment, and TFLite's CAST rules.
 #pragma once
 
 #include <cmath>
@@ -84,37 +83,6 @@ To convertValue(From value) {
     } else {
         return static_cast<To>(value);
     }
-}
-
-// Element-wise loops over buffers that do not overlap, in blocks of a fixed length so that the
-// compiler vectorises them at every optimisation level: the edge operators run on whole frames
-// (a threshold and a cast per label of a 456x342 map).
-template <typename Body>
-void forEachElement(size_t count, Body body) {
-    constexpr size_t kBlock = 16;
-    size_t i = 0;
-    for (; i + kBlock <= count; i += kBlock) {
-        for (size_t k = 0; k < kBlock; ++k) {
-            body(i + k);
-        }
-    }
-    for (; i < count; ++i) {
-        body(i);
-    }
-}
-
-template <typename To, typename From>
-void castElements(const uint8_t* __restrict src, uint8_t* __restrict dst, size_t count) {
-    forEachElement(
-        count, [src, dst](size_t i) { store<To>(dst, i, convertValue<To>(load<From>(src, i))); });
-}
-
-template <typename To, typename T, typename Compare>
-void compareWithScalar(const uint8_t* __restrict src, T threshold, uint8_t* __restrict dst,
-                       size_t count, Compare compare) {
-    forEachElement(count, [src, threshold, dst, compare](size_t i) {
-        store<To>(dst, i, convertValue<To>(compare(load<T>(src, i), threshold)));
-    });
 }
 
 }  // namespace elements

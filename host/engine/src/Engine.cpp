@@ -70,6 +70,7 @@ class EngineImpl final : public Engine {
         const uint32_t runtimeFlags = options.allowFp16 ? XNN_FLAG_HINT_FP16_INFERENCE : 0;
         for (const Step& step : steps) {
             RunStage run;
+            run.runner = step.runner;
             run.kernelOperator = stages[step.stage].operators.front();
             const GraphOperator& op = graph_.operators[run.kernelOperator];
             switch (step.runner) {
@@ -135,27 +136,35 @@ class EngineImpl final : public Engine {
 
     bool invoke(std::string* error) override {
         for (const RunStage& stage : stages_) {
-            if (stage.runtime) {
-                const xnn_status status = xnn_invoke_runtime(stage.runtime.get());
-                if (status != xnn_status_success) {
-                    return fail(error,
-                                std::string("xnn_invoke_runtime failed: ") + xnnStatusText(status));
-                }
-            } else if (stage.resize) {
-                const xnn_status status = xnn_run_operator(stage.resize.get(), threadpool_.get());
-                if (status != xnn_status_success) {
-                    return fail(error,
-                                std::string("xnn_run_operator failed: ") + xnnStatusText(status));
-                }
-            } else if (stage.frameHead) {
-                stage.frameHead->run(data_, threadpool_.get());
-            } else if (stage.labelTail) {
-                stage.labelTail->run(data_, threadpool_.get());
-            } else if (stage.fusedCast != kNoOperator) {
-                runThresholdCast(graph_, graph_.operators[stage.kernelOperator],
-                                 graph_.operators[stage.fusedCast], data_);
-            } else {
-                runEdgeKernel(graph_, graph_.operators[stage.kernelOperator], data_);
+            xnn_status status = xnn_status_success;
+            switch (stage.runner) {
+                case Runner::Runtime:
+                    status = xnn_invoke_runtime(stage.runtime.get());
+                    if (status != xnn_status_success) {
+                        return fail(error, std::string("xnn_invoke_runtime failed: ") +
+                                               xnnStatusText(status));
+                    }
+                    break;
+                case Runner::PlaneResize:
+                    status = xnn_run_operator(stage.resize.get(), threadpool_.get());
+                    if (status != xnn_status_success) {
+                        return fail(error, std::string("xnn_run_operator failed: ") +
+                                               xnnStatusText(status));
+                    }
+                    break;
+                case Runner::FrameHead:
+                    stage.frameHead->run(data_, threadpool_.get());
+                    break;
+                case Runner::LabelTail:
+                    stage.labelTail->run(data_, threadpool_.get());
+                    break;
+                case Runner::ThresholdCast:
+                    runThresholdCast(graph_, graph_.operators[stage.kernelOperator],
+                                     graph_.operators[stage.fusedCast], data_);
+                    break;
+                case Runner::Kernel:
+                    runEdgeKernel(graph_, graph_.operators[stage.kernelOperator], data_);
+                    break;
             }
         }
         return true;
@@ -242,14 +251,15 @@ class EngineImpl final : public Engine {
         }
     }
 
-    static constexpr size_t kNoOperator = SIZE_MAX;
+    // A step ready to run; only the members of its runner are set.
     struct RunStage {
-        RuntimePtr runtime;                    // an XNNPACK runtime
-        OperatorPtr resize;                    // or a planar resize
-        std::unique_ptr<FrameHead> frameHead;  // or a frame's dequantize and resize at once
-        std::unique_ptr<LabelTail> labelTail;  // or a resize, threshold and cast at once
-        size_t kernelOperator = 0;             // or else the operator a plain kernel runs,
-        size_t fusedCast = kNoOperator;        // with the CAST of its threshold in the same pass
+        Runner runner = Runner::Kernel;
+        RuntimePtr runtime;
+        OperatorPtr resize;
+        std::unique_ptr<FrameHead> frameHead;
+        std::unique_ptr<LabelTail> labelTail;
+        size_t kernelOperator = 0;  // the step's first operator
+        size_t fusedCast = 0;       // ThresholdCast: the CAST run with the threshold
     };
 
     // Each tensor is bounded when the model is read; the sum of every tensor the engine or

@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "Partition.h"
+
 namespace hostengine {
 
 namespace {
@@ -51,17 +53,11 @@ bool FrameHead::fits(const Graph& graph, const GraphOperator& dequantize,
     const GraphTensor& frame = graph.tensors[dequantize.inputs[0]];
     const int map = dequantize.outputs[0];
     if (!isQuantized8(frame) || frame.shape.size() != 4 || frame.shape[3] != kChannels ||
-        frame.shape[1] <= 0 || frame.shape[2] <= 0 ||
-        std::find(graph.outputs.begin(), graph.outputs.end(), map) != graph.outputs.end()) {
+        frame.shape[1] <= 0 || frame.shape[2] <= 0 || !readOnlyOnce(graph, map)) {
         return false;
     }
-    size_t readers = 0;
-    for (const GraphOperator& op : graph.operators) {
-        readers += static_cast<size_t>(std::count(op.inputs.begin(), op.inputs.end(), map));
-    }
     const auto& out = graph.tensors[resize.outputs[0]].shape;
-    return readers == 1 &&
-           resizeScratchFits(frame.shape[0], out[1], int64_t{frame.shape[2]} * kChannels + 1);
+    return resizeScratchFits(frame.shape[0], out[1], int64_t{frame.shape[2]} * kChannels + 1);
 }
 
 FrameHead::FrameHead(const Graph& graph, const GraphOperator& dequantize,

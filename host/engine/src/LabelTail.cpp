@@ -1,12 +1,12 @@
 #include "LabelTail.h"
 
 #include <algorithm>
-#include <cmath>
 #include <cstring>
 #include <functional>
 
 #include "EdgeKernels.h"
 #include "ElementAccess.h"
+#include "Partition.h"
 
 namespace hostengine {
 
@@ -49,16 +49,11 @@ bool LabelTail::fits(const Graph& graph, const GraphOperator& resize,
     const int map = resize.outputs[0];
     const GraphTensor& in = graph.tensors[resize.inputs[0]];
     if (in.type != ElementType::Float32 || in.shape[3] != 1 || in.shape[1] <= 0 ||
-        in.shape[2] <= 0 ||
-        std::find(graph.outputs.begin(), graph.outputs.end(), map) != graph.outputs.end()) {
+        in.shape[2] <= 0 || !readOnlyOnce(graph, map)) {
         return false;
     }
-    size_t readers = 0;
-    for (const GraphOperator& op : graph.operators) {
-        readers += static_cast<size_t>(std::count(op.inputs.begin(), op.inputs.end(), map));
-    }
     const auto& out = graph.tensors[map].shape;
-    return readers == 1 && resizeScratchFits(in.shape[0], out[1], int64_t{out[2]} * 2);
+    return resizeScratchFits(in.shape[0], out[1], int64_t{out[2]} * 2);
 }
 
 LabelTail::LabelTail(const Graph& graph, const GraphOperator& resize,

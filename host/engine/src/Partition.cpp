@@ -102,6 +102,17 @@ std::vector<bool> engineOwnedTensors(const Graph& graph, const std::vector<Stage
     return owned;
 }
 
+bool readOnlyOnce(const Graph& graph, int tensor) {
+    if (std::find(graph.outputs.begin(), graph.outputs.end(), tensor) != graph.outputs.end()) {
+        return false;
+    }
+    size_t readers = 0;
+    for (const GraphOperator& op : graph.operators) {
+        readers += static_cast<size_t>(std::count(op.inputs.begin(), op.inputs.end(), tensor));
+    }
+    return readers == 1;
+}
+
 std::vector<int> stageExternalTensors(const Graph& graph, const Stage& stage,
                                       const std::vector<bool>& engineOwned) {
     std::vector<int> externals;

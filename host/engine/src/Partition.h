@@ -32,6 +32,10 @@ std::vector<Stage> partitionStages(const Graph& graph, const std::vector<size_t>
 // inside one XNNPACK stage only are left to XNNPACK's own memory planning.
 std::vector<bool> engineOwnedTensors(const Graph& graph, const std::vector<Stage>& stages);
 
+// Whether exactly one operator input reads `tensor` and it is no graph output: a value that a fused
+// kernel may keep to itself.
+bool readOnlyOnce(const Graph& graph, int tensor);
+
 // The non-constant, engine-owned tensors a stage reads or writes, each once, in first-use order.
 std::vector<int> stageExternalTensors(const Graph& graph, const Stage& stage,
                                       const std::vector<bool>& engineOwned);
