@@ -30,7 +30,8 @@ targets=$(resolve_targets "${1:-all}")
 
 bash "$here/scripts/cross-setup.sh" "${1:-all}"
 # The real-model tests read the prepared model and the sample photos; without them they skip.
-[ -f "$here/.cache/models/bodyseg_342x456.tflite" ] || bash "$here/scripts/fetch-model.sh"
+[ -f "$here/.cache/models/bodyseg_342x456.tflite" ] && [ -f "$here/.cache/models/bodyseg_342x456_u8.tflite" ] ||
+    bash "$here/scripts/fetch-model.sh"
 bash "$here/scripts/fetch-photos.sh" >/dev/null
 
 # existing_programs <build-dir> <names...>: the names the build tree knows as targets.

@@ -18,5 +18,5 @@ assets="$here/.cache/assets"
 out="$here/out/bodyseg"
 echo "== bodyseg on the sample photos"
 "$here/build/bin/bodyseg" --config "$assets/bodyseg_neuropilot.json" \
-    --model "$assets/bodyseg_342x456.tflite.enc" --out "$out" --force "$here/.cache/photos"
+    --model "$assets/bodyseg_342x456_u8.tflite.enc" --out "$out" --force "$here/.cache/photos"
 echo "== masks (*_mask.png) and overlays (*_overlay.png): $out"

@@ -3,8 +3,10 @@
 # .cache/models and prepares the model the plug-in runs from it with bodyseg-model-prep:
 #   .cache/models/selfie_segmentation.tflite   the source model, checked against its SHA-256
 #   .cache/models/bodyseg_342x456.tflite       uint8 342x456 RGB24 frame in, int32 labels out
+#                                              (both vendor runtimes)
+#   .cache/models/bodyseg_342x456_u8.tflite    the same with uint8 labels (NeuroPilot only)
 # Idempotent: a cached source with the right checksum is not fetched again, and the prepared
-# model is rewritten only when it is missing or older than the source or the tool.
+# models are rewritten only when missing or older than the source or the tool.
 # Usage: scripts/fetch-model.sh [build-dir]   (default: build; the tool is built there if missing)
 set -euo pipefail
 here=$(cd "$(dirname "$0")/.." && pwd)
@@ -16,7 +18,6 @@ model_name="selfie_segmentation.tflite"
 model_sha256="8d13b7fae74af625c641226813616a2117bd6bca19eb3b75574621fc08557f27"
 cache="$here/.cache/models"
 source_model="$cache/$model_name"
-prepared_model="$cache/bodyseg_342x456.tflite"
 build_dir=${1:-$here/build}
 tool="$build_dir/bin/bodyseg-model-prep"
 
@@ -53,9 +54,15 @@ if [ ! -x "$tool" ]; then
     BUILD_TARGET=bodyseg-model-prep configure_and_build "$build_dir"
 fi
 
-if [ -f "$prepared_model" ] && [ "$prepared_model" -nt "$source_model" ] &&
-    [ "$prepared_model" -nt "$tool" ]; then
-    echo "== $prepared_model is up to date"
-else
-    "$tool" "$source_model" "$prepared_model"
-fi
+# prepare <prepared model> [tool options]
+prepare() {
+    local prepared=$1
+    shift
+    if [ -f "$prepared" ] && [ "$prepared" -nt "$source_model" ] && [ "$prepared" -nt "$tool" ]; then
+        echo "== $prepared is up to date"
+    else
+        "$tool" "$@" "$source_model" "$prepared"
+    fi
+}
+prepare "$cache/bodyseg_342x456.tflite"
+prepare "$cache/bodyseg_342x456_u8.tflite" --labels uint8

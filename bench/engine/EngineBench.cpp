@@ -90,9 +90,11 @@ int main(int argc, char** argv) {
         return 1;
     }
     const std::string cache = std::string(BODYSEG_SOURCE_DIR) + "/.cache/models/";
-    for (const auto& [name, file] : {std::pair<std::string, std::string>{
-                                         "selfie source 256x256", "selfie_segmentation.tflite"},
-                                     {"prepared 342x456", "bodyseg_342x456.tflite"}}) {
+    for (const auto& [name, file] :
+         {std::pair<std::string, std::string>{"selfie source 256x256",
+                                              "selfie_segmentation.tflite"},
+          {"prepared 342x456", "bodyseg_342x456.tflite"},
+          {"prepared 342x456, byte labels", "bodyseg_342x456_u8.tflite"}}) {
         const std::string path = cache + file;
         const std::vector<uint8_t> model = readFile(path);
         const BareFactory fileBare = [path](int threads, std::string* error) {

@@ -35,7 +35,8 @@ using benchsupport::FrameCase;
 
 const std::string kCache = std::string(BODYSEG_SOURCE_DIR) + "/.cache/";
 const std::string kConfig = kCache + "assets/bodyseg_neuropilot.json";
-const std::string kModel = kCache + "assets/bodyseg_342x456.tflite.enc";
+// The NeuroPilot runtime's model: byte labels, which its backend copies as they are.
+const std::string kModel = kCache + "assets/bodyseg_342x456_u8.tflite.enc";
 const std::string kNetwork = kCache + "models/selfie_segmentation.tflite";
 
 std::vector<uint8_t> readFile(const std::string& path) {

@@ -4,6 +4,9 @@
 // source model as red-green-blue.
 #include <gtest/gtest.h>
 
+#include <cstring>
+#include <tuple>
+
 #include "HostEngine.h"
 #include "ModelBuilder.h"
 #include "ToolRunner.h"
@@ -46,17 +49,27 @@ std::vector<uint8_t> redPersonSource(int channels = 3, bool reluFirst = false) {
 TEST(ModelPrepTool, WrapsTheSourceInThePlugInContractOrRefusesIt) {
     const std::string sourcePath = toolstest::tempPath("red.tflite");
     const std::string preparedPath = toolstest::tempPath("prepared.tflite");
-    for (bool reluFirst : {false, true}) {
-        SCOPED_TRACE(reluFirst ? "colours swapped by the tool" : "colours folded into the filter");
+    // Colours folded into the filter or swapped by the tool; default or byte labels.
+    const std::tuple<bool, std::vector<std::string>, const char*> rows[] = {
+        {false, {}, "INT32"},
+        {true, {}, "INT32"},
+        {false, {"--labels", "uint8"}, "UINT8"},
+        {true, {"--labels", "int32"}, "INT32"},
+    };
+    for (const auto& [reluFirst, options, labelType] : rows) {
+        SCOPED_TRACE(std::string(reluFirst ? "colours swapped by the tool, " : "colours folded, ") +
+                     labelType);
         toolstest::writeBytes(sourcePath, redPersonSource(3, reluFirst));
-        const toolstest::ToolRun run =
-            toolstest::runTool("bodyseg-model-prep", {sourcePath, preparedPath});
+        std::vector<std::string> args = options;
+        args.insert(args.end(), {sourcePath, preparedPath});
+        const toolstest::ToolRun run = toolstest::runTool("bodyseg-model-prep", args);
         const std::vector<uint8_t> prepared = toolstest::readBytes(preparedPath);
         EXPECT_EQ(run.exitCode, 0) << run.err;
         EXPECT_EQ(run.err, "");
         EXPECT_EQ(run.out, "bodyseg-model-prep: wrote " + preparedPath + " (" +
                                std::to_string(prepared.size()) +
-                               " bytes): input UINT8 [1,456,342,3], output INT32 [1,456,342,1]\n");
+                               " bytes): input UINT8 [1,456,342,3], output " + labelType +
+                               " [1,456,342,1]\n");
 
         std::string error;
         auto engine = hostengine::Engine::fromBytes(prepared.data(), prepared.size(), {}, &error);
@@ -66,15 +79,19 @@ TEST(ModelPrepTool, WrapsTheSourceInThePlugInContractOrRefusesIt) {
         for (int pixel = 0; pixel < kHeight * kWidth; ++pixel)
             frame.insert(frame.end(), {uint8_t(pixel < kHeight * kWidth / 2 ? 0 : 255), 0,
                                        uint8_t(pixel < kHeight * kWidth / 2 ? 255 : 0)});
-        std::vector<int32_t> labels(kHeight * kWidth, -1);
+        const size_t labelBytes = engine->output(0).byteSize;
+        const size_t elementBytes = labelBytes / (kHeight * kWidth);
+        std::vector<uint8_t> labels(labelBytes, 0xff);
         ASSERT_TRUE(engine->setInput(0, frame.data(), frame.size(), &error)) << error;
         ASSERT_TRUE(engine->invoke(&error)) << error;
-        ASSERT_TRUE(engine->getOutput(0, labels.data(), labels.size() * 4, &error)) << error;
+        ASSERT_TRUE(engine->getOutput(0, labels.data(), labels.size(), &error)) << error;
         // Away from the middle, where the resizes blend the halves, every label is certain.
         for (int y : {0, 100, 200, 260, 350, kHeight - 1})
-            for (int x : {0, kWidth / 2, kWidth - 1})
-                EXPECT_EQ(labels[y * kWidth + x], y < kHeight / 2 ? 1 : 0)
-                    << "y " << y << " x " << x;
+            for (int x : {0, kWidth / 2, kWidth - 1}) {
+                int32_t label = 0;
+                std::memcpy(&label, &labels[(y * kWidth + x) * elementBytes], elementBytes);
+                EXPECT_EQ(label, y < kHeight / 2 ? 1 : 0) << "y " << y << " x " << x;
+            }
     }
 
     // What it cannot prepare is refused with one message, and nothing is written.
@@ -96,7 +113,10 @@ TEST(ModelPrepTool, WrapsTheSourceInThePlugInContractOrRefusesIt) {
     refused({sourcePath, preparedPath}, 1,
             "bodyseg-model-prep: cannot read model " + sourcePath +
                 ": model verification failed: not a valid TFLite flatbuffer\n");
-    refused({grey}, 2, "usage: bodyseg-model-prep <source.tflite> <prepared.tflite>\n");
+    const std::string usage =
+        "usage: bodyseg-model-prep [--labels int32|uint8] <source.tflite> <prepared.tflite>\n";
+    refused({grey}, 2, usage);
+    refused({"--labels", "int16", grey, preparedPath}, 2, usage);
 }
 
 }  // namespace

@@ -118,8 +118,13 @@ bool foldBgrIntoFirstConvolution(Graph* source) {
 
 }  // namespace
 
-bool prepareModel(const hostengine::Graph& original, std::vector<uint8_t>* prepared,
-                  std::string* error) {
+bool prepareModel(const hostengine::Graph& original, ElementType labelType,
+                  std::vector<uint8_t>* prepared, std::string* error) {
+    if (labelType != ElementType::Int32 && labelType != ElementType::Uint8) {
+        *error = std::string("labels must be INT32 or UINT8, not ") +
+                 hostengine::elementTypeName(labelType);
+        return false;
+    }
     if (!checkSource(original, error)) {
         return false;
     }
@@ -173,7 +178,7 @@ bool prepareModel(const hostengine::Graph& original, std::vector<uint8_t>* prepa
     const int person = b.addTensor("person", ElementType::Bool, labelShape);
     b.addOperator(OpKind::Greater,
                   {probability, b.addFloatConstant("threshold", {}, {kPersonThreshold})}, {person});
-    const int labels = b.addTensor("labels", ElementType::Int32, labelShape);
+    const int labels = b.addTensor("labels", labelType, labelShape);
     b.addOperator(OpKind::Cast, {person}, {labels});
 
     b.setInputs({frame});

@@ -1,8 +1,8 @@
 // bodyseg-model-prep: writes the model the plug-in runs from a person-segmentation TFLite model
 // (float32 RGB image in, float32 probability map out), e.g. MediaPipe's selfie segmentation.
-// The prepared model takes a 342x456 frame as libyuv RGB24 bytes and gives one int32 label per
-// pixel (0 background, 1 person); it is checked by loading it into the engine before it is
-// written.
+// The prepared model takes a 342x456 frame as libyuv RGB24 bytes and gives one int32 or uint8
+// label per pixel (0 background, 1 person); it is checked by loading it into the engine before it
+// is written.
 #include <cerrno>
 #include <cstdio>
 #include <cstring>
@@ -21,12 +21,15 @@ constexpr int kUsageError = 2;
 
 void printUsage(FILE* to) {
     std::fprintf(to,
-                 "usage: %s <source.tflite> <prepared.tflite>\n"
+                 "usage: %s [--labels int32|uint8] <source.tflite> <prepared.tflite>\n"
                  "\n"
                  "source    a TFLite model taking float32 [1,H,W,3] RGB in [0,1] and giving a\n"
                  "          float32 [1,H,W,1] person probability\n"
                  "prepared  written with input uint8 [1,%d,%d,3] (RGB24 bytes: blue, green, red)\n"
-                 "          and output int32 [1,%d,%d,1] (0 background, 1 person)\n",
+                 "          and output labels [1,%d,%d,1] (0 background, 1 person)\n"
+                 "--labels  the labels' type: int32 (default) runs on both vendor runtimes;\n"
+                 "          uint8 only on NeuroPilot, whose backend then copies the labels as\n"
+                 "          they are instead of narrowing 32-bit ones\n",
                  kTool, modelprep::kFrameHeight, modelprep::kFrameWidth, modelprep::kFrameHeight,
                  modelprep::kFrameWidth);
 }
@@ -90,12 +93,23 @@ int main(int argc, char** argv) {
         printUsage(stdout);
         return 0;
     }
-    if (argc != 3) {
+    hostengine::ElementType labels = hostengine::ElementType::Int32;
+    int first = 1;
+    if (argc == 5 && std::strcmp(argv[1], "--labels") == 0) {
+        if (std::strcmp(argv[2], "uint8") == 0) {
+            labels = hostengine::ElementType::Uint8;
+        } else if (std::strcmp(argv[2], "int32") != 0) {
+            printUsage(stderr);
+            return kUsageError;
+        }
+        first = 3;
+    }
+    if (argc - first != 2) {
         printUsage(stderr);
         return kUsageError;
     }
-    const std::string sourcePath = argv[1];
-    const std::string preparedPath = argv[2];
+    const std::string sourcePath = argv[first];
+    const std::string preparedPath = argv[first + 1];
     std::string error;
     std::vector<uint8_t> sourceBytes;
     if (!readFile(sourcePath, &sourceBytes, &error)) {
@@ -106,7 +120,7 @@ int main(int argc, char** argv) {
         return failure("cannot read model " + sourcePath, error);
     }
     std::vector<uint8_t> prepared;
-    if (!modelprep::prepareModel(source, &prepared, &error)) {
+    if (!modelprep::prepareModel(source, labels, &prepared, &error)) {
         return failure("cannot prepare " + sourcePath, error);
     }
     hostengine::EngineOptions options;
