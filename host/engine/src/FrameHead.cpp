@@ -1,7 +1,6 @@
 #include "FrameHead.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "Partition.h"
 
@@ -12,34 +11,6 @@ namespace {
 bool isQuantized8(const GraphTensor& t) {
     return (t.type == ElementType::Uint8 || t.type == ElementType::Int8) &&
            t.quantization.present && !t.quantization.perChannel;
-}
-
-// One frame row blended with the next one below it and dequantized: (blend - zero point) * scale,
-// the same affine map the dequantize applies before the resize blends.
-template <typename T>
-void blendRows(const T* __restrict upper, const T* __restrict lower, float weight, float zeroPoint,
-               float scale, float* __restrict to, size_t count) {
-    constexpr size_t kBlock = 16;
-    size_t i = 0;
-    for (; i + kBlock <= count; i += kBlock) {
-        for (size_t k = 0; k < kBlock; ++k) {
-            const float a = upper[i + k];
-            to[i + k] = (a + (static_cast<float>(lower[i + k]) - a) * weight - zeroPoint) * scale;
-        }
-    }
-    for (; i < count; ++i) {
-        const float a = upper[i];
-        to[i] = (a + (static_cast<float>(lower[i]) - a) * weight - zeroPoint) * scale;
-    }
-}
-
-// One output pixel from the two blended pixels its column tap names, four floats wide.
-inline void resample(const float* blended, const ResizeTap& tap, float* pixel) {
-    const float* left = blended + tap.first * 3;
-    const float* right = blended + tap.second * 3;
-    for (int c = 0; c < 4; ++c) {
-        pixel[c] = left[c] + (right[c] - left[c]) * tap.weight;
-    }
 }
 
 }  // namespace
@@ -57,7 +28,7 @@ bool FrameHead::fits(const Graph& graph, const GraphOperator& dequantize,
         return false;
     }
     const auto& out = graph.tensors[resize.outputs[0]].shape;
-    return resizeScratchFits(frame.shape[0], out[1], int64_t{frame.shape[2]} * kChannels + 1);
+    return resizeScratchFits(frame.shape[0], out[1], int64_t{frame.shape[2]} * kChannels);
 }
 
 FrameHead::FrameHead(const Graph& graph, const GraphOperator& dequantize,
@@ -72,9 +43,11 @@ FrameHead::FrameHead(const Graph& graph, const GraphOperator& dequantize,
     inHeight_ = frame.shape[1];
     inWidth_ = frame.shape[2];
     rows_ = resizeTaps(inHeight_, out[1], resize.options);
-    columns_ = resizeTaps(inWidth_, out[2], resize.options);
+    blendedStride_ = static_cast<size_t>(inWidth_) * kChannels;
+    columns_ =
+        RowResampler(resizeTaps(inWidth_, out[2], resize.options), kChannels, blendedStride_);
+    outRow_ = static_cast<size_t>(out[2]) * kChannels;
     bandsPerImage_ = (rows_.size() + kResizeBandRows - 1) / kResizeBandRows;
-    blendedStride_ = static_cast<size_t>(inWidth_) * kChannels + 1;
     blended_.resize(bandsPerImage_ * static_cast<size_t>(batches_) * blendedStride_);
 }
 
@@ -100,29 +73,17 @@ void FrameHead::writeBand(size_t band) {
     const size_t batch = band / bandsPerImage_;
     const size_t firstRow = band % bandsPerImage_ * kResizeBandRows;
     const size_t endRow = std::min(firstRow + kResizeBandRows, rows_.size());
-    const size_t inRow = static_cast<size_t>(inWidth_) * kChannels;
-    const size_t outRow = columns_.size() * kChannels;
+    const size_t inRow = blendedStride_;
     const T* frame = reinterpret_cast<const T*>((*data_)[dequantize_.inputs[0]]) +
                      batch * static_cast<size_t>(inHeight_) * inRow;
     float* out =
-        reinterpret_cast<float*>((*data_)[resize_.outputs[0]]) + batch * rows_.size() * outRow;
+        reinterpret_cast<float*>((*data_)[resize_.outputs[0]]) + batch * rows_.size() * outRow_;
     float* blended = blended_.data() + band * blendedStride_;
-    blended[inRow] = 0.0f;  // the slack float, read for the last pixel's fourth lane
     for (size_t y = firstRow; y < endRow; ++y) {
         const ResizeTap& tap = rows_[y];
-        blendRows(frame + tap.first * inRow, frame + tap.second * inRow, tap.weight, zeroPoint_,
-                  scale_, blended, inRow);
-        // Each pixel is computed four floats wide, the fourth being the next pixel's first
-        // channel, which that pixel then overwrites; the last pixel of a row writes its three.
-        float* to = out + y * outRow;
-        const size_t last = columns_.size() - 1;
-        float pixel[kChannels + 1];
-        for (size_t x = 0; x < last; ++x) {
-            resample(blended, columns_[x], pixel);
-            std::memcpy(to + x * kChannels, pixel, sizeof pixel);
-        }
-        resample(blended, columns_[last], pixel);
-        std::memcpy(to + last * kChannels, pixel, kChannels * sizeof(float));
+        blendFrameRows(frame + tap.first * inRow, frame + tap.second * inRow, tap.weight,
+                       zeroPoint_, scale_, blended, inRow);
+        columns_.run(blended, out + y * outRow_);
     }
 }
 

@@ -1,8 +1,7 @@
 // The head of a vision model run as one kernel: a quantized 8-bit three-channel frame dequantized
 // and resized bilinearly to the network's input. Run apart, XNNPACK's dequantize writes the whole
 // frame as floats and its channel-last resize then spends its time per output pixel; here each
-// output row is blended from two frame rows straight from the bytes, then resampled across, three
-// channels at a time.
+// output row is blended from two frame rows straight from the bytes, then resampled across.
 #pragma once
 
 #include <cstdint>
@@ -10,6 +9,7 @@
 
 #include "ModelGraph.h"
 #include "ResizeTaps.h"
+#include "RowKernels.h"
 #include "XnnpackSupport.h"
 
 namespace hostengine {
@@ -45,9 +45,9 @@ class FrameHead {
     int32_t inWidth_ = 0;
     size_t bandsPerImage_ = 0;
     std::vector<ResizeTap> rows_;
-    std::vector<ResizeTap> columns_;
-    // Per band, one frame row blended vertically and dequantized, with a float of slack: the
-    // resampling across reads four floats for a three-channel pixel.
+    RowResampler columns_;
+    size_t outRow_ = 0;
+    // Per band, one frame row blended vertically and dequantized.
     std::vector<float> blended_;
     size_t blendedStride_ = 0;
     const std::vector<uint8_t*>* data_ = nullptr;  // during run()

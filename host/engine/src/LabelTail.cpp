@@ -1,44 +1,13 @@
 #include "LabelTail.h"
 
 #include <algorithm>
-#include <cstring>
-#include <functional>
 
 #include "EdgeKernels.h"
 #include "ElementAccess.h"
 #include "Partition.h"
+#include "RowKernels.h"
 
 namespace hostengine {
-
-namespace {
-
-// One output row: the two resized input rows blended vertically, compared and cast at once. The
-// labels of a block go through a local array, which nothing else can alias, so that the compiler
-// vectorises the block.
-template <typename To, typename Compare>
-void blendLabels(const float* __restrict upper, const float* __restrict lower, float weight,
-                 float threshold, uint8_t* __restrict row, size_t width, Compare compare) {
-    constexpr size_t kBlock = 16;
-    To block[kBlock];
-    for (size_t x = 0; x < width; x += kBlock) {
-        const size_t count = std::min(kBlock, width - x);
-        if (count == kBlock) {
-            for (size_t k = 0; k < kBlock; ++k) {
-                const float value = upper[x + k] + (lower[x + k] - upper[x + k]) * weight;
-                block[k] = elements::convertValue<To>(compare(value, threshold));
-            }
-            std::memcpy(row + x * sizeof(To), block, sizeof block);
-        } else {
-            for (size_t k = 0; k < count; ++k) {
-                const float value = upper[x + k] + (lower[x + k] - upper[x + k]) * weight;
-                block[k] = elements::convertValue<To>(compare(value, threshold));
-            }
-            std::memcpy(row + x * sizeof(To), block, count * sizeof(To));
-        }
-    }
-}
-
-}  // namespace
 
 bool LabelTail::fits(const Graph& graph, const GraphOperator& resize,
                      const GraphOperator& comparison, const GraphOperator& cast) {
@@ -68,20 +37,10 @@ LabelTail::LabelTail(const Graph& graph, const GraphOperator& resize,
     inHeight_ = in[1];
     inWidth_ = in[2];
     rows_ = resizeTaps(in[1], out[1], resize.options);
-    columns_ = resizeTaps(in[2], out[2], resize.options);
+    width_ = static_cast<size_t>(out[2]);
+    columns_ = RowResampler(resizeTaps(in[2], out[2], resize.options), 1, in[2]);
     bandsPerMap_ = (rows_.size() + kResizeBandRows - 1) / kResizeBandRows;
-    blendRows_.resize(bandsPerMap_ * static_cast<size_t>(batches_) * 2 * columns_.size());
-}
-
-void LabelTail::resizeRow(const float* map, int32_t row, float* to) const {
-    const float* __restrict in = map + static_cast<size_t>(row) * inWidth_;
-    const ResizeTap* __restrict taps = columns_.data();
-    float* __restrict out = to;
-    const size_t width = columns_.size();
-    for (size_t x = 0; x < width; ++x) {
-        const float left = in[taps[x].first];
-        out[x] = left + (in[taps[x].second] - left) * taps[x].weight;
-    }
+    blendRows_.resize(bandsPerMap_ * static_cast<size_t>(batches_) * 2 * width_);
 }
 
 void LabelTail::run(const std::vector<uint8_t*>& data, pthreadpool_t threadpool) {
@@ -101,7 +60,7 @@ void LabelTail::writeBand(size_t band) {
     const size_t batch = band / bandsPerMap_;
     const size_t firstRow = band % bandsPerMap_ * kResizeBandRows;
     const size_t endRow = std::min(firstRow + kResizeBandRows, rows_.size());
-    const size_t width = columns_.size();
+    const size_t width = width_;
     const float threshold = elements::load<float>(data[comparison_.inputs[1]], 0);
     const float* map = reinterpret_cast<const float*>(data[resize_.inputs[0]]) +
                        batch * static_cast<size_t>(inHeight_) * inWidth_;
@@ -118,25 +77,17 @@ void LabelTail::writeBand(size_t band) {
                 std::swap(upper, lower);
                 lowerRow = -1;
             } else {
-                resizeRow(map, tap.first, upper);
+                columns_.run(map + static_cast<size_t>(tap.first) * inWidth_, upper);
             }
             upperRow = tap.first;
         }
         if (tap.second != lowerRow) {
-            resizeRow(map, tap.second, lower);
+            columns_.run(map + static_cast<size_t>(tap.second) * inWidth_, lower);
             lowerRow = tap.second;
         }
         uint8_t* row = labels + y * width * elementSize(labelType_);
-        elements::dispatch(labelType_, [&](auto tag) {
-            using To = typename decltype(tag)::type;
-            if (comparison_.kind == OpKind::GreaterEqual) {
-                blendLabels<To>(upper, lower, tap.weight, threshold, row, width,
-                                std::greater_equal<float>());
-            } else {
-                blendLabels<To>(upper, lower, tap.weight, threshold, row, width,
-                                std::greater<float>());
-            }
-        });
+        blendLabelRow(upper, lower, tap.weight, threshold, comparison_.kind == OpKind::GreaterEqual,
+                      labelType_, row, width);
     }
 }
 

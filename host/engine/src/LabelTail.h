@@ -9,6 +9,7 @@
 
 #include "ModelGraph.h"
 #include "ResizeTaps.h"
+#include "RowKernels.h"
 #include "XnnpackSupport.h"
 
 namespace hostengine {
@@ -33,8 +34,6 @@ class LabelTail {
   private:
     static void runBand(void* tail, size_t band);
 
-    // Input row `row` of `map`, resized horizontally into `to`.
-    void resizeRow(const float* map, int32_t row, float* to) const;
     void writeBand(size_t band);
 
     const GraphOperator& resize_;
@@ -46,7 +45,8 @@ class LabelTail {
     int32_t inWidth_ = 0;
     size_t bandsPerMap_ = 0;
     std::vector<ResizeTap> rows_;
-    std::vector<ResizeTap> columns_;
+    RowResampler columns_;
+    size_t width_ = 0;
     // Per band, the two input rows its current output row blends, resized horizontally: each is
     // kept while the band's next output rows still need it.
     std::vector<float> blendRows_;
