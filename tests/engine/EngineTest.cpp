@@ -290,17 +290,20 @@ std::vector<uint8_t> model(const std::function<void(Net&)>& build) {
 }
 
 // Vendor APIs hand over model bytes with no alignment promise: the engine reads them unaligned.
-std::unique_ptr<hostengine::Engine> engineFrom(const std::vector<uint8_t>& model, int threads,
-                                               std::string* error) {
+std::unique_ptr<hostengine::Engine> engineFrom(
+    const std::vector<uint8_t>& model, int threads, std::string* error,
+    hostengine::KernelForm widest = hostengine::KernelForm::Avx512) {
     const std::string shifted = '\0' + std::string(model.begin(), model.end());
-    return hostengine::Engine::fromBytes(shifted.data() + 1, model.size(), {threads}, error);
+    return hostengine::Engine::fromBytes(shifted.data() + 1, model.size(), {threads, false, widest},
+                                         error);
 }
 
 // Runs `engine` on random inputs (floats within [-8, 8], uint8 0..255, other integers -7..7, as
 // stored: the reference reads back what it stored) and expects the outputs of `n`'s types and
 // shapes, each value within 1e-5 + 1e-4 * |expected| of the reference: integers and booleans
-// exactly.
-void expectMatchesReference(hostengine::Engine& engine, const Net& n, uint32_t seed) {
+// exactly. `*outputs` receives the output bytes.
+void expectMatchesReference(hostengine::Engine& engine, const Net& n, uint32_t seed,
+                            std::vector<std::vector<uint8_t>>* outputs) {
     std::mt19937 random(seed);
     std::map<int, Ref> values;
     std::string error;
@@ -330,6 +333,7 @@ void expectMatchesReference(hostengine::Engine& engine, const Net& n, uint32_t s
             ASSERT_NEAR(actual.values[k], expected.values[k],
                         1e-5 + 1e-4 * std::fabs(expected.values[k]))
                 << info.name << " element " << k;
+        outputs->push_back(bytes);
     }
 }
 
@@ -426,14 +430,26 @@ TEST(Engine, EveryOperatorFamilyAndASegmentationNetMatchTheReference) {
     n.b.setDescription("every operator family and a segmentation net");
     const std::vector<uint8_t> bytes = n.finish();
     const std::string path = testsupport::writeTempFile("net.tflite", bytes);
+    // Every kernel form the processor has gives the portable form's bytes.
+    using hostengine::KernelForm;
     for (int threads : {2, 1, 0}) {
-        SCOPED_TRACE("threads " + std::to_string(threads));
-        std::string error;
-        auto engine = threads ? engineFrom(bytes, threads, &error)
-                              : hostengine::Engine::fromFile(path, {}, &error);
-        ASSERT_NE(engine, nullptr) << error;
-        for (uint32_t seed : {3, 4})
-            expectMatchesReference(*engine, n, seed);
+        std::map<uint32_t, std::vector<std::vector<uint8_t>>> portable;
+        for (KernelForm form : {KernelForm::Portable, KernelForm::Avx2, KernelForm::Avx512}) {
+            SCOPED_TRACE("threads " + std::to_string(threads) + ", form " +
+                         std::to_string(static_cast<int>(form)));
+            std::string error;
+            auto engine = threads ? engineFrom(bytes, threads, &error, form)
+                                  : hostengine::Engine::fromFile(path, {0, false, form}, &error);
+            ASSERT_NE(engine, nullptr) << error;
+            for (uint32_t seed : {3, 4}) {
+                std::vector<std::vector<uint8_t>> outputs;
+                expectMatchesReference(*engine, n, seed, &outputs);
+                if (form == KernelForm::Portable)
+                    portable[seed] = outputs;
+                else
+                    EXPECT_TRUE(outputs == portable[seed]) << "seed " << seed;
+            }
+        }
     }
     // Compilers evaluate function arguments in a different order on x86 and ARM; the writer must
     // not leave the order of the objects it writes to that. The model has every kind of object the

@@ -25,11 +25,18 @@ struct TensorInfo {
     size_t byteSize = 0;  // element count times element size
 };
 
+// The vector forms of the engine's own resizing kernels, narrowest first. Every form computes the
+// same single-precision operations in the same order, so outputs are the same byte for byte.
+enum class KernelForm { Portable, Avx2, Avx512 };
+
 struct EngineOptions {
     // Worker threads for XNNPACK; 0 uses every core of the machine.
     int threads = 0;
     // Run float32 operators at float16 precision where the CPU supports it (recorded otherwise).
     bool allowFp16 = false;
+    // The widest kernel form to use; the engine uses the widest the processor has up to this one
+    // (x86-64 AVX2 and AVX-512; portable C++ elsewhere). Narrower forms are for comparisons.
+    KernelForm widestKernels = KernelForm::Avx512;
 };
 
 class Engine {

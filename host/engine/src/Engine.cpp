@@ -17,6 +17,7 @@
 #include "GraphText.h"
 #include "HostEngine.h"
 #include "LabelTail.h"
+#include "RowKernels.h"
 #include "ModelGraph.h"
 #include "OperatorChecks.h"
 #include "Partition.h"
@@ -68,6 +69,7 @@ class EngineImpl final : public Engine {
         }
         // Float16 arithmetic is only a hint: XNNPACK uses it where the CPU has it.
         const uint32_t runtimeFlags = options.allowFp16 ? XNN_FLAG_HINT_FP16_INFERENCE : 0;
+        const KernelForm form = kernelFormFor(options.widestKernels);
         for (const Step& step : steps) {
             RunStage run;
             run.runner = step.runner;
@@ -89,13 +91,13 @@ class EngineImpl final : public Engine {
                     }
                     break;
                 case Runner::FrameHead:
-                    run.frameHead =
-                        std::make_unique<FrameHead>(graph_, op, operatorOf(stages, step.stage + 1));
+                    run.frameHead = std::make_unique<FrameHead>(
+                        graph_, op, operatorOf(stages, step.stage + 1), form);
                     break;
                 case Runner::LabelTail:
                     run.labelTail =
                         std::make_unique<LabelTail>(graph_, op, operatorOf(stages, step.stage + 1),
-                                                    operatorOf(stages, step.stage + 2));
+                                                    operatorOf(stages, step.stage + 2), form);
                     break;
                 case Runner::ThresholdCast:
                     run.fusedCast = stages[step.stage + 1].operators.front();

@@ -32,8 +32,8 @@ bool FrameHead::fits(const Graph& graph, const GraphOperator& dequantize,
 }
 
 FrameHead::FrameHead(const Graph& graph, const GraphOperator& dequantize,
-                     const GraphOperator& resize)
-    : dequantize_(dequantize), resize_(resize) {
+                     const GraphOperator& resize, KernelForm form)
+    : dequantize_(dequantize), resize_(resize), form_(form) {
     const GraphTensor& frame = graph.tensors[dequantize.inputs[0]];
     const auto& out = graph.tensors[resize.outputs[0]].shape;
     signedInput_ = frame.type == ElementType::Int8;
@@ -45,7 +45,7 @@ FrameHead::FrameHead(const Graph& graph, const GraphOperator& dequantize,
     rows_ = resizeTaps(inHeight_, out[1], resize.options);
     blendedStride_ = static_cast<size_t>(inWidth_) * kChannels;
     columns_ =
-        RowResampler(resizeTaps(inWidth_, out[2], resize.options), kChannels, blendedStride_);
+        RowResampler(resizeTaps(inWidth_, out[2], resize.options), kChannels, blendedStride_, form);
     outRow_ = static_cast<size_t>(out[2]) * kChannels;
     bandsPerImage_ = (rows_.size() + kResizeBandRows - 1) / kResizeBandRows;
     blended_.resize(bandsPerImage_ * static_cast<size_t>(batches_) * blendedStride_);
@@ -81,7 +81,7 @@ void FrameHead::writeBand(size_t band) {
     float* blended = blended_.data() + band * blendedStride_;
     for (size_t y = firstRow; y < endRow; ++y) {
         const ResizeTap& tap = rows_[y];
-        blendFrameRows(frame + tap.first * inRow, frame + tap.second * inRow, tap.weight,
+        blendFrameRows(form_, frame + tap.first * inRow, frame + tap.second * inRow, tap.weight,
                        zeroPoint_, scale_, blended, inRow);
         columns_.run(blended, out + y * outRow_);
     }

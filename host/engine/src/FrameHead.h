@@ -22,7 +22,8 @@ class FrameHead {
     static bool fits(const Graph& graph, const GraphOperator& dequantize,
                      const GraphOperator& resize);
 
-    FrameHead(const Graph& graph, const GraphOperator& dequantize, const GraphOperator& resize);
+    FrameHead(const Graph& graph, const GraphOperator& dequantize, const GraphOperator& resize,
+              KernelForm form);
 
     // `data[t]` is the storage of tensor t, as for the engine's other kernels. Bands of output rows
     // run on `threadpool` (null: the calling thread).
@@ -37,6 +38,7 @@ class FrameHead {
 
     const GraphOperator& dequantize_;
     const GraphOperator& resize_;
+    KernelForm form_;
     bool signedInput_ = false;
     float scale_ = 0.0f;
     float zeroPoint_ = 0.0f;

@@ -26,11 +26,12 @@ bool LabelTail::fits(const Graph& graph, const GraphOperator& resize,
 }
 
 LabelTail::LabelTail(const Graph& graph, const GraphOperator& resize,
-                     const GraphOperator& comparison, const GraphOperator& cast)
+                     const GraphOperator& comparison, const GraphOperator& cast, KernelForm form)
     : resize_(resize),
       comparison_(comparison),
       cast_(cast),
-      labelType_(graph.tensors[cast.outputs[0]].type) {
+      labelType_(graph.tensors[cast.outputs[0]].type),
+      form_(form) {
     const auto& in = graph.tensors[resize.inputs[0]].shape;
     const auto& out = graph.tensors[resize.outputs[0]].shape;
     batches_ = in[0];
@@ -38,7 +39,7 @@ LabelTail::LabelTail(const Graph& graph, const GraphOperator& resize,
     inWidth_ = in[2];
     rows_ = resizeTaps(in[1], out[1], resize.options);
     width_ = static_cast<size_t>(out[2]);
-    columns_ = RowResampler(resizeTaps(in[2], out[2], resize.options), 1, in[2]);
+    columns_ = RowResampler(resizeTaps(in[2], out[2], resize.options), 1, in[2], form);
     bandsPerMap_ = (rows_.size() + kResizeBandRows - 1) / kResizeBandRows;
     blendRows_.resize(bandsPerMap_ * static_cast<size_t>(batches_) * 2 * width_);
 }
@@ -86,8 +87,8 @@ void LabelTail::writeBand(size_t band) {
             lowerRow = tap.second;
         }
         uint8_t* row = labels + y * width * elementSize(labelType_);
-        blendLabelRow(upper, lower, tap.weight, threshold, comparison_.kind == OpKind::GreaterEqual,
-                      labelType_, row, width);
+        blendLabelRow(form_, upper, lower, tap.weight, threshold,
+                      comparison_.kind == OpKind::GreaterEqual, labelType_, row, width);
     }
 }
 

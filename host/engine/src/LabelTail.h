@@ -24,7 +24,7 @@ class LabelTail {
                      const GraphOperator& comparison, const GraphOperator& cast);
 
     LabelTail(const Graph& graph, const GraphOperator& resize, const GraphOperator& comparison,
-              const GraphOperator& cast);
+              const GraphOperator& cast, KernelForm form);
 
     // `data[t]` is the storage of tensor t, as for the engine's other kernels. Bands of output rows
     // run on `threadpool` (null: the calling thread), with denormal numbers flushed to zero as
@@ -40,6 +40,7 @@ class LabelTail {
     const GraphOperator& comparison_;
     const GraphOperator& cast_;
     ElementType labelType_;
+    KernelForm form_;
     int32_t batches_ = 0;
     int32_t inHeight_ = 0;
     int32_t inWidth_ = 0;

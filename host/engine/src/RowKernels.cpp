@@ -6,7 +6,7 @@
 
 #include "ElementAccess.h"
 
-#if HOSTENGINE_ROW_KERNELS_AVX2
+#if HOSTENGINE_X86_KERNELS
 #include <immintrin.h>
 #endif
 
@@ -25,7 +25,7 @@ __attribute__((always_inline)) inline void blendFrame(const T* __restrict upper,
     }
 }
 
-#if HOSTENGINE_ROW_KERNELS_AVX2
+#if HOSTENGINE_X86_KERNELS
 template <typename T>
 __attribute__((target("avx2"))) void blendFrameAvx2(const T* upper, const T* lower, float weight,
                                                     float zeroPoint, float scale, float* to,
@@ -42,10 +42,10 @@ __attribute__((target("avx2"))) inline __m256 pick(__m256 low, __m256 high, __m2
 #endif
 
 template <typename T>
-void blendFrameRowsOf(const T* upper, const T* lower, float weight, float zeroPoint, float scale,
-                      float* to, size_t count) {
-#if HOSTENGINE_ROW_KERNELS_AVX2
-    if (rowKernelsUseAvx2()) {
+void blendFrameRowsOf(KernelForm form, const T* upper, const T* lower, float weight,
+                      float zeroPoint, float scale, float* to, size_t count) {
+#if HOSTENGINE_X86_KERNELS
+    if (form != KernelForm::Portable) {
         blendFrameAvx2(upper, lower, weight, zeroPoint, scale, to, count);
         return;
     }
@@ -70,7 +70,7 @@ void blendLabels(const float* __restrict upper, const float* __restrict lower, f
     }
 }
 
-#if HOSTENGINE_ROW_KERNELS_AVX2
+#if HOSTENGINE_X86_KERNELS
 // Eight truth values of the blend as all-ones or all-zero lanes; an unordered (NaN) blend is false,
 // as the scalar comparisons have it.
 template <int kPredicate>
@@ -154,17 +154,23 @@ size_t blendLabelsAvx2(const float* upper, const float* lower, float weight, flo
 
 }  // namespace
 
-bool rowKernelsUseAvx2() {
-#if HOSTENGINE_ROW_KERNELS_AVX2
-    static const bool avx2 = __builtin_cpu_supports("avx2") != 0;
-    return avx2;
+KernelForm kernelFormFor(KernelForm widest) {
+#if HOSTENGINE_X86_KERNELS
+    // The AVX-512 form uses AVX2 for all but resampling across.
+    static const KernelForm processor =
+        __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx2") ? KernelForm::Avx512
+        : __builtin_cpu_supports("avx2")                                    ? KernelForm::Avx2
+                                                                            : KernelForm::Portable;
+    return std::min(widest, processor);
 #else
-    return false;
+    static_cast<void>(widest);
+    return KernelForm::Portable;
 #endif
 }
 
 RowResampler::RowResampler(const std::vector<ResizeTap>& columns, int32_t channels,
-                           size_t inputFloats) {
+                           size_t inputFloats, KernelForm form)
+    : form_(form) {
     for (const ResizeTap& tap : columns) {
         for (int32_t c = 0; c < channels; ++c) {
             left_.push_back(tap.first * channels + c);
@@ -172,21 +178,22 @@ RowResampler::RowResampler(const std::vector<ResizeTap>& columns, int32_t channe
             weight_.push_back(tap.weight);
         }
     }
-    constexpr size_t kWindow = 16;
-    if (!rowKernelsUseAvx2() || inputFloats < kWindow) {
+    lanes_ = form == KernelForm::Avx512 ? 16 : form == KernelForm::Avx2 ? 8 : 0;
+    const size_t window = 2 * lanes_;
+    if (lanes_ == 0 || inputFloats < window) {
         return;
     }
-    for (size_t j = 0; j + 8 <= left_.size(); j += 8) {
-        const int32_t low = *std::min_element(left_.begin() + j, left_.begin() + j + 8);
-        const int32_t high = *std::max_element(right_.begin() + j, right_.begin() + j + 8);
+    for (size_t j = 0; j + lanes_ <= left_.size(); j += lanes_) {
+        const int32_t low = *std::min_element(left_.begin() + j, left_.begin() + j + lanes_);
+        const int32_t high = *std::max_element(right_.begin() + j, right_.begin() + j + lanes_);
         // The window ends inside the row, so a block near its end starts before its first input.
-        const int32_t base = std::min(low, static_cast<int32_t>(inputFloats - kWindow));
-        if (high - base >= static_cast<int32_t>(kWindow)) {
+        const int32_t base = std::min(low, static_cast<int32_t>(inputFloats - window));
+        if (high - base >= static_cast<int32_t>(window)) {
             break;
         }
         Block block;
         block.base = base;
-        for (size_t k = 0; k < 8; ++k) {
+        for (size_t k = 0; k < lanes_; ++k) {
             block.left[k] = left_[j + k] - base;
             block.right[k] = right_[j + k] - base;
             block.weight[k] = weight_[j + k];
@@ -196,12 +203,14 @@ RowResampler::RowResampler(const std::vector<ResizeTap>& columns, int32_t channe
 }
 
 void RowResampler::run(const float* in, float* out) const {
-#if HOSTENGINE_ROW_KERNELS_AVX2
-    if (!blocks_.empty()) {
+#if HOSTENGINE_X86_KERNELS
+    if (form_ == KernelForm::Avx512) {
+        runAvx512(in, out);
+    } else if (form_ == KernelForm::Avx2) {
         runAvx2(in, out);
     }
 #endif
-    runPortable(in, out, blocks_.size() * 8);
+    runPortable(in, out, blocks_.size() * lanes_);
 }
 
 void RowResampler::runPortable(const float* __restrict in, float* __restrict out,
@@ -212,7 +221,7 @@ void RowResampler::runPortable(const float* __restrict in, float* __restrict out
     }
 }
 
-#if HOSTENGINE_ROW_KERNELS_AVX2
+#if HOSTENGINE_X86_KERNELS
 __attribute__((target("avx2"))) void RowResampler::runAvx2(const float* in, float* out) const {
     for (const Block& block : blocks_) {
         const float* window = in + block.base;
@@ -230,21 +239,37 @@ __attribute__((target("avx2"))) void RowResampler::runAvx2(const float* in, floa
 }
 #endif
 
-void blendFrameRows(const uint8_t* upper, const uint8_t* lower, float weight, float zeroPoint,
-                    float scale, float* to, size_t count) {
-    blendFrameRowsOf(upper, lower, weight, zeroPoint, scale, to, count);
+#if HOSTENGINE_X86_KERNELS
+__attribute__((target("avx512f"))) void RowResampler::runAvx512(const float* in, float* out) const {
+    for (const Block& block : blocks_) {
+        const float* window = in + block.base;
+        const __m512 low = _mm512_loadu_ps(window);
+        const __m512 high = _mm512_loadu_ps(window + 16);
+        const __m512 left = _mm512_permutex2var_ps(low, _mm512_load_si512(block.left), high);
+        const __m512 right = _mm512_permutex2var_ps(low, _mm512_load_si512(block.right), high);
+        const __m512 blended = _mm512_add_ps(
+            left, _mm512_mul_ps(_mm512_sub_ps(right, left), _mm512_load_ps(block.weight)));
+        _mm512_storeu_ps(out, blended);
+        out += 16;
+    }
+}
+#endif
+
+void blendFrameRows(KernelForm form, const uint8_t* upper, const uint8_t* lower, float weight,
+                    float zeroPoint, float scale, float* to, size_t count) {
+    blendFrameRowsOf(form, upper, lower, weight, zeroPoint, scale, to, count);
 }
 
-void blendFrameRows(const int8_t* upper, const int8_t* lower, float weight, float zeroPoint,
-                    float scale, float* to, size_t count) {
-    blendFrameRowsOf(upper, lower, weight, zeroPoint, scale, to, count);
+void blendFrameRows(KernelForm form, const int8_t* upper, const int8_t* lower, float weight,
+                    float zeroPoint, float scale, float* to, size_t count) {
+    blendFrameRowsOf(form, upper, lower, weight, zeroPoint, scale, to, count);
 }
 
-void blendLabelRow(const float* upper, const float* lower, float weight, float threshold,
-                   bool orEqual, ElementType labels, uint8_t* row, size_t width) {
+void blendLabelRow(KernelForm form, const float* upper, const float* lower, float weight,
+                   float threshold, bool orEqual, ElementType labels, uint8_t* row, size_t width) {
     size_t done = 0;
-#if HOSTENGINE_ROW_KERNELS_AVX2
-    if (rowKernelsUseAvx2()) {
+#if HOSTENGINE_X86_KERNELS
+    if (form != KernelForm::Portable) {
         done = blendLabelsAvx2(upper, lower, weight, threshold, orEqual, labels, row, width);
     }
 #endif
