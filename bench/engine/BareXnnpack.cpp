@@ -76,8 +76,13 @@ std::unique_ptr<BareXnnpack> BareXnnpack::fromConvStack(const ConvStack& stack, 
 std::unique_ptr<BareXnnpack> BareXnnpack::fromModelFile(const std::string& path, int threads,
                                                         std::string* error) {
     std::ifstream file(path, std::ios::binary);
-    const std::vector<char> model((std::istreambuf_iterator<char>(file)),
-                                  std::istreambuf_iterator<char>());
+    return fromModelBytes(std::vector<uint8_t>((std::istreambuf_iterator<char>(file)),
+                                               std::istreambuf_iterator<char>()),
+                          threads, error);
+}
+
+std::unique_ptr<BareXnnpack> BareXnnpack::fromModelBytes(const std::vector<uint8_t>& model,
+                                                         int threads, std::string* error) {
     hostengine::Graph graph;
     std::vector<size_t> order;
     auto bare = std::unique_ptr<BareXnnpack>(new BareXnnpack());

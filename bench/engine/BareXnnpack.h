@@ -21,6 +21,8 @@ class BareXnnpack {
     // them; the engine's own kernels (if any) are left out, so they count as engine overhead.
     static std::unique_ptr<BareXnnpack> fromModelFile(const std::string& path, int threads,
                                                       std::string* error);
+    static std::unique_ptr<BareXnnpack> fromModelBytes(const std::vector<uint8_t>& model,
+                                                       int threads, std::string* error);
 
     bool invoke();
 

@@ -1,7 +1,8 @@
 // The engine's invoke of a model against XNNPACK's own runtime invoke of the same subgraph,
 // measured in the same run: a synthetic convolution stack defined twice (as a TFLite model and
-// by hand in XNNPACK), and the selfie segmentation model and the prepared plug-in model when
-// scripts/fetch-model.sh has put them in .cache/models. The closing table gives the ratios.
+// by hand in XNNPACK), the prepared model's head and tail on their own, and the selfie segmentation
+// model and the prepared plug-in model when scripts/fetch-model.sh has put them in .cache/models.
+// The closing table gives the ratios.
 #include <benchmark/benchmark.h>
 
 #include <cstdio>
@@ -14,6 +15,7 @@
 #include "BareXnnpack.h"
 #include "ConvStack.h"
 #include "HostEngine.h"
+#include "ModelBuilder.h"
 #include "RatioReporter.h"
 
 namespace {
@@ -40,6 +42,47 @@ std::vector<uint8_t> readFile(const std::string& path) {
 }
 
 using BareFactory = std::function<std::unique_ptr<BareXnnpack>(int threads, std::string* error)>;
+
+// The prepared model's edges on their own, at its sizes: the head (the 342x456 frame's bytes
+// dequantized and resized to 256x256) and the tail (the 256x256 map resized to 342x456,
+// thresholded and cast to byte labels).
+std::vector<uint8_t> frameHeadModel() {
+    using hostengine::ElementType;
+    hostengine::ModelBuilder b;
+    hostengine::Quantization unit;
+    unit.present = true;
+    unit.scale = 1.0f / 255.0f;
+    const int frame = b.addTensor("frame", ElementType::Uint8, {1, 456, 342, 3}, unit);
+    const int floats = b.addTensor("floats", ElementType::Float32, {1, 456, 342, 3});
+    const int small = b.addTensor("small", ElementType::Float32, {1, 256, 256, 3});
+    hostengine::OpOptions halfPixel;
+    halfPixel.halfPixelCenters = true;
+    b.addOperator(hostengine::OpKind::Dequantize, {frame}, {floats});
+    b.addOperator(hostengine::OpKind::ResizeBilinear,
+                  {floats, b.addInt32Constant("size", {2}, {256, 256})}, {small}, halfPixel);
+    b.setInputs({frame});
+    b.setOutputs({small});
+    return b.finish();
+}
+
+std::vector<uint8_t> labelTailModel() {
+    using hostengine::ElementType;
+    hostengine::ModelBuilder b;
+    const int map = b.addTensor("map", ElementType::Float32, {1, 256, 256, 1});
+    const int large = b.addTensor("large", ElementType::Float32, {1, 456, 342, 1});
+    const int truth = b.addTensor("truth", ElementType::Bool, {1, 456, 342, 1});
+    const int labels = b.addTensor("labels", ElementType::Uint8, {1, 456, 342, 1});
+    hostengine::OpOptions halfPixel;
+    halfPixel.halfPixelCenters = true;
+    b.addOperator(hostengine::OpKind::ResizeBilinear,
+                  {map, b.addInt32Constant("size", {2}, {456, 342})}, {large}, halfPixel);
+    b.addOperator(hostengine::OpKind::Greater, {large, b.addFloatConstant("half", {}, {0.5f})},
+                  {truth});
+    b.addOperator(hostengine::OpKind::Cast, {truth}, {labels});
+    b.setInputs({map});
+    b.setOutputs({labels});
+    return b.finish();
+}
 
 // The model on one thread and on every core, each with its bare XNNPACK counterpart.
 bool addSubjects(const std::string& name, const std::vector<uint8_t>& model,
@@ -88,6 +131,16 @@ int main(int argc, char** argv) {
     };
     if (!addSubjects("conv stack 256x256", stack.tfliteModel(), stackBare, &subjects)) {
         return 1;
+    }
+    for (const auto& [name, model] : {std::pair<std::string, std::vector<uint8_t>>{
+                                          "frame head 342x456 to 256x256", frameHeadModel()},
+                                      {"label tail 256x256 to 342x456", labelTailModel()}}) {
+        const BareFactory bytesBare = [model = model](int threads, std::string* error) {
+            return BareXnnpack::fromModelBytes(model, threads, error);
+        };
+        if (!addSubjects(name, model, bytesBare, &subjects)) {
+            return 1;
+        }
     }
     const std::string cache = std::string(BODYSEG_SOURCE_DIR) + "/.cache/models/";
     for (const auto& [name, file] :

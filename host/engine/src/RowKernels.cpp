@@ -42,8 +42,8 @@ __attribute__((target("avx2"))) inline __m256 pick(__m256 low, __m256 high, __m2
 #endif
 
 template <typename T>
-void blendFrameRowsOf(KernelForm form, const T* upper, const T* lower, float weight,
-                      float zeroPoint, float scale, float* to, size_t count) {
+void blendFrameRowsOf([[maybe_unused]] KernelForm form, const T* upper, const T* lower,
+                      float weight, float zeroPoint, float scale, float* to, size_t count) {
 #if HOSTENGINE_X86_KERNELS
     if (form != KernelForm::Portable) {
         blendFrameAvx2(upper, lower, weight, zeroPoint, scale, to, count);
@@ -154,7 +154,7 @@ size_t blendLabelsAvx2(const float* upper, const float* lower, float weight, flo
 
 }  // namespace
 
-KernelForm kernelFormFor(KernelForm widest) {
+KernelForm kernelFormFor([[maybe_unused]] KernelForm widest) {
 #if HOSTENGINE_X86_KERNELS
     // The AVX-512 form uses AVX2 for all but resampling across.
     static const KernelForm processor =
@@ -163,7 +163,6 @@ KernelForm kernelFormFor(KernelForm widest) {
                                                                             : KernelForm::Portable;
     return std::min(widest, processor);
 #else
-    static_cast<void>(widest);
     return KernelForm::Portable;
 #endif
 }
@@ -265,8 +264,9 @@ void blendFrameRows(KernelForm form, const int8_t* upper, const int8_t* lower, f
     blendFrameRowsOf(form, upper, lower, weight, zeroPoint, scale, to, count);
 }
 
-void blendLabelRow(KernelForm form, const float* upper, const float* lower, float weight,
-                   float threshold, bool orEqual, ElementType labels, uint8_t* row, size_t width) {
+void blendLabelRow([[maybe_unused]] KernelForm form, const float* upper, const float* lower,
+                   float weight, float threshold, bool orEqual, ElementType labels, uint8_t* row,
+                   size_t width) {
     size_t done = 0;
 #if HOSTENGINE_X86_KERNELS
     if (form != KernelForm::Portable) {
