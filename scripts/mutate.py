@@ -2,8 +2,8 @@
 """Fault injection: proves the test suite by the faults it catches.
 
 Copies the working tree (tracked and new files) into a scratch directory, builds it once, checks
-that the suite passes there, then injects each fault of the mutant list into the plug-in's
-sources, one at a time: rebuild, run the suite (stopping at the first failing test), put the file
+that the suite passes there, then injects each fault of the mutant list into the product's
+sources (the plug-in's and the stand-in runtimes' engine), one at a time: rebuild, run the suite (stopping at the first failing test), put the file
 back. A fault is caught when the build or the suite fails. Nothing in the working tree is touched.
 
 Usage: scripts/mutate.py [--list FILE] [--rev COMMIT] [--work DIR] [--only N[,N...]] [--keep]
@@ -24,7 +24,7 @@ import time
 HERE = os.path.dirname(os.path.abspath(__file__))
 ROOT = os.path.dirname(HERE)
 ENTRY = re.compile(r"^(\S+) \|\|\| ")
-PRODUCT_AREAS = ("api", "func", "mtk", "assist", "algocore")
+PRODUCT_AREAS = ("api", "func", "mtk", "assist", "algocore", "host/engine")
 
 
 def read_mutants(path):
