@@ -33,6 +33,38 @@ __attribute__((target("avx2"))) void blendFrameAvx2(const T* upper, const T* low
     blendFrame(upper, lower, weight, zeroPoint, scale, to, count);
 }
 
+// Sixteen frame values widened to float. (The zero-masked conversions with every lane selected are
+// the plain ones; GCC 12 warns of an uninitialised operand inside the plain ones' definitions.)
+constexpr __mmask16 kAllLanes = 0xFFFF;
+__attribute__((target("avx512f"))) inline __m512 widen(const uint8_t* values) {
+    return _mm512_maskz_cvtepi32_ps(
+        kAllLanes, _mm512_maskz_cvtepu8_epi32(
+                       kAllLanes, _mm_loadu_si128(reinterpret_cast<const __m128i*>(values))));
+}
+__attribute__((target("avx512f"))) inline __m512 widen(const int8_t* values) {
+    return _mm512_maskz_cvtepi32_ps(
+        kAllLanes, _mm512_maskz_cvtepi8_epi32(
+                       kAllLanes, _mm_loadu_si128(reinterpret_cast<const __m128i*>(values))));
+}
+
+// Sixteen at a time, the same operations in the same order as blendFrame, which does the rest.
+template <typename T>
+__attribute__((target("avx512f"))) void blendFrameAvx512(const T* upper, const T* lower,
+                                                         float weight, float zeroPoint, float scale,
+                                                         float* to, size_t count) {
+    const __m512 w = _mm512_set1_ps(weight);
+    const __m512 z = _mm512_set1_ps(zeroPoint);
+    const __m512 s = _mm512_set1_ps(scale);
+    size_t i = 0;
+    for (; i + 16 <= count; i += 16) {
+        const __m512 a = widen(upper + i);
+        const __m512 blended =
+            _mm512_add_ps(a, _mm512_mul_ps(_mm512_sub_ps(widen(lower + i), a), w));
+        _mm512_storeu_ps(to + i, _mm512_mul_ps(_mm512_sub_ps(blended, z), s));
+    }
+    blendFrame(upper + i, lower + i, weight, zeroPoint, scale, to + i, count - i);
+}
+
 // Lane k of the result is float idx[k] of the sixteen in `low` and `high`: the permute reads the
 // low three bits of each index, the blend the fourth, moved up to the sign bit it tests.
 __attribute__((target("avx2"))) inline __m256 pick(__m256 low, __m256 high, __m256i idx) {
@@ -45,7 +77,11 @@ template <typename T>
 void blendFrameRowsOf([[maybe_unused]] KernelForm form, const T* upper, const T* lower,
                       float weight, float zeroPoint, float scale, float* to, size_t count) {
 #if HOSTENGINE_X86_KERNELS
-    if (form != KernelForm::Portable) {
+    if (form == KernelForm::Avx512) {
+        blendFrameAvx512(upper, lower, weight, zeroPoint, scale, to, count);
+        return;
+    }
+    if (form == KernelForm::Avx2) {
         blendFrameAvx2(upper, lower, weight, zeroPoint, scale, to, count);
         return;
     }
@@ -156,7 +192,7 @@ size_t blendLabelsAvx2(const float* upper, const float* lower, float weight, flo
 
 KernelForm kernelFormFor([[maybe_unused]] KernelForm widest) {
 #if HOSTENGINE_X86_KERNELS
-    // The AVX-512 form uses AVX2 for all but resampling across.
+    // The AVX-512 form writes label rows with AVX2.
     static const KernelForm processor =
         __builtin_cpu_supports("avx512f") && __builtin_cpu_supports("avx2") ? KernelForm::Avx512
         : __builtin_cpu_supports("avx2")                                    ? KernelForm::Avx2
