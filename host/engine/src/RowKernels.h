@@ -1,9 +1,8 @@
 // The per-row loops of the engine's resizing kernels, in the vector forms of `KernelForm`: on
 // x86-64, eight floats wide with AVX2 and sixteen with AVX-512 (which keeps AVX2 for the label
-// rows); elsewhere
-// portable C++ for the compiler to vectorise as it can. Every form does the same single-precision
-// operations in the same order, with no fused multiply-add, so a result never depends on the form
-// or the processor that computed it.
+// rows); elsewhere portable C++ for the compiler to vectorise as it can. Every form does the same
+// single-precision operations in the same order, with no fused multiply-add, so a result never
+// depends on the form or the processor that computed it.
 #pragma once
 
 #include <cstddef>
