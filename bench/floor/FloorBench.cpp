@@ -125,14 +125,20 @@ void bareFramePreparation(benchmark::State& state, const FrameCase& f) {
     }
 }
 
-void bareNetwork(benchmark::State& state, int threads) {
+// The public network on bare XNNPACK; null, with the benchmark skipped, when it cannot be made.
+std::unique_ptr<enginebench::BareXnnpack> bareNetworkFor(benchmark::State& state, int threads) {
     std::string error;
-    const std::unique_ptr<enginebench::BareXnnpack> bare =
+    std::unique_ptr<enginebench::BareXnnpack> bare =
         enginebench::BareXnnpack::fromModelFile(kNetwork, threads, &error);
-    if (!bare) {
+    if (!bare)
         state.SkipWithError(error.c_str());
+    return bare;
+}
+
+void bareNetwork(benchmark::State& state, int threads) {
+    const std::unique_ptr<enginebench::BareXnnpack> bare = bareNetworkFor(state, threads);
+    if (!bare)
         return;
-    }
     for (auto _ : state) {
         if (!bare->invoke())
             state.SkipWithError("xnn_invoke_runtime failed");
@@ -142,13 +148,9 @@ void bareNetwork(benchmark::State& state, int threads) {
 // The floor's pieces one after the other on each frame, as the whole call runs them: what each
 // leaves in the caches is what the next one starts from.
 void bareSequence(benchmark::State& state, const FrameCase& f, int threads) {
-    std::string error;
-    const std::unique_ptr<enginebench::BareXnnpack> bare =
-        enginebench::BareXnnpack::fromModelFile(kNetwork, threads, &error);
-    if (!bare) {
-        state.SkipWithError(error.c_str());
+    const std::unique_ptr<enginebench::BareXnnpack> bare = bareNetworkFor(state, threads);
+    if (!bare)
         return;
-    }
     FrameBuffers b(f);
     for (auto _ : state) {
         benchmark::DoNotOptimize(benchsupport::bareFramePreparation(b, f));
